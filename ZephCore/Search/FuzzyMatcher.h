@@ -1,0 +1,395 @@
+#pragma once
+
+#include "Search/MatchText.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <vector>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace zeph {
+
+struct Match {
+    double score = 0;
+    std::vector<int> indices {}; // Positions in the target's characters, ascending.
+    bool operator==(const Match&) const = default;
+};
+
+namespace FuzzyMatcher {
+
+std::optional<Match> match(const QueryText& query, const MatchText& target);
+
+// A query prepared for matching many targets.
+struct Pattern {
+    std::u32string chars {};
+    std::u32string compact {};
+    std::uint64_t mask = 0; // The character classes of `compact`.
+};
+Pattern makePattern(const QueryText& query);
+
+// The best score that any stage could give a target of `count` characters.
+double bestPossibleScore(const Pattern& pattern, std::uint32_t count);
+
+// A target is anything with these members, so that prepared records and arenas share one matcher:
+//   std::uint32_t count() const;
+//   Character at(std::uint32_t position) const;               // the folded character
+//   bool isWordStart(std::uint32_t position) const;
+//   std::uint32_t find(Character, std::uint32_t from) const;  // first position >= from, or count()
+//   std::uint32_t nextWordStart(std::uint32_t from) const;    // first word start >= from, or count()
+//   std::uint32_t wordStartCount() const;
+
+// True when the compacted query is a subsequence of the target. Every stage that succeeds implies
+// it, and the scattered stage succeeds exactly when it holds.
+template<typename Target>
+bool contains(const Pattern& pattern, const Target& target)
+{
+    std::uint32_t from = 0;
+    auto count = target.count();
+    for (auto character : pattern.compact) {
+        auto position = target.find(character, from);
+        if (position >= count)
+            return false;
+        from = position + 1;
+    }
+    return true;
+}
+
+namespace Detail {
+
+template<typename Target>
+bool equalsAt(const Target& target, std::uint32_t position, const std::u32string& characters)
+{
+    for (std::uint32_t index = 0; index < characters.size(); ++index) {
+        if (target.at(position + index) != characters[index])
+            return false;
+    }
+    return true;
+}
+
+inline std::optional<double> accept(double score, std::uint32_t start, std::size_t length, std::vector<int>* indices)
+{
+    if (indices) {
+        indices->resize(length);
+        for (std::size_t index = 0; index < length; ++index)
+            (*indices)[index] = static_cast<int>(start + index);
+    }
+    return score;
+}
+
+struct ScatterWalk {
+    std::uint32_t starts = 0;
+    std::uint32_t runs = 0;
+    std::uint32_t first = 0;
+    std::uint32_t last = 0;
+};
+
+// Picks the compacted query's characters left to right; with `preferWordStarts`, a run is continued
+// first and a word start is preferred to the first plain occurrence.
+template<typename Target>
+std::optional<ScatterWalk> walkSubsequence(const Pattern& pattern, const Target& target, bool preferWordStarts,
+    std::vector<int>* indices)
+{
+    ScatterWalk walk;
+    auto count = target.count();
+    std::uint32_t from = 0;
+    bool hasPick = false;
+    if (indices)
+        indices->clear();
+    for (auto character : pattern.compact) {
+        auto pick = count;
+        if (preferWordStarts && hasPick && from < count && target.at(from) == character) {
+            pick = from;
+        } else {
+            if (preferWordStarts) {
+                for (auto position = target.find(character, from); position < count;
+                     position = target.find(character, position + 1)) {
+                    if (target.isWordStart(position)) {
+                        pick = position;
+                        break;
+                    }
+                }
+            }
+            if (pick == count) {
+                pick = target.find(character, from);
+                if (pick >= count)
+                    return std::nullopt;
+            }
+        }
+        if (!hasPick)
+            walk.first = pick;
+        else if (pick == walk.last + 1)
+            ++walk.runs;
+        if (target.isWordStart(pick))
+            ++walk.starts;
+        walk.last = pick;
+        hasPick = true;
+        from = pick + 1;
+        if (indices)
+            indices->push_back(static_cast<int>(pick));
+    }
+    return walk;
+}
+
+inline double scatterScore(const ScatterWalk& walk, std::size_t picked, std::uint32_t targetCount)
+{
+    auto count = static_cast<double>(picked);
+    auto gaps = static_cast<double>(walk.last - walk.first + 1) - count;
+    double raw = 0.25 + (walk.starts * 0.15) / count
+        + (walk.runs * 0.12) / std::max(1.0, count - 1)
+        - std::min(walk.first * 0.125, 1.0) * 0.05
+        - std::min(gaps / std::max(1.0, static_cast<double>(targetCount)), 1.0) * 0.05;
+    return std::min(std::max(raw, 0.1), 0.58);
+}
+
+inline constexpr double acronymCeiling = 0.78;
+inline constexpr double scatterCeiling = 0.52; // 0.25 + 0.15 + 0.12: every pick a word start, one run.
+
+} // namespace Detail
+
+// Scores a target through the six stages, or yields nothing when it does not match or when the
+// first stage that succeeds scores below `floor` (the bands never overlap, so no later stage could
+// do better). Fills `indices` only when it is given.
+template<typename Target>
+std::optional<double> score(const Pattern& pattern, const Target& target, double floor = 0,
+    std::vector<int>* indices = nullptr)
+{
+    using namespace Detail;
+    auto count = target.count();
+    auto queryCount = pattern.chars.size();
+    auto compactCount = pattern.compact.size();
+    if (compactCount == 0 || count < compactCount)
+        return std::nullopt;
+    double ratio = static_cast<double>(queryCount) / static_cast<double>(count);
+
+    // The literal stages: exact, prefix, word start, and (after the acronym) substring.
+    std::uint32_t firstOccurrence = count;
+    if (queryCount <= count) {
+        double exactOrPrefix = queryCount == count ? 1.0 : 0.9 + 0.08 * ratio;
+        if (exactOrPrefix < floor)
+            return std::nullopt;
+        if (equalsAt(target, 0, pattern.chars))
+            return accept(exactOrPrefix, 0, queryCount, indices);
+        double wordStartScore = 0.8 + 0.08 * ratio;
+        if (wordStartScore < floor)
+            return std::nullopt;
+        auto lead = pattern.chars.front();
+        auto lastStart = static_cast<std::uint32_t>(count - queryCount);
+        for (auto position = target.find(lead, 1); position <= lastStart; position = target.find(lead, position + 1)) {
+            if (!equalsAt(target, position, pattern.chars))
+                continue;
+            if (target.isWordStart(position))
+                return accept(wordStartScore, position, queryCount, indices);
+            firstOccurrence = std::min(firstOccurrence, position);
+        }
+    }
+
+    if (acronymCeiling < floor)
+        return std::nullopt;
+    {
+        std::size_t matched = 0;
+        if (indices)
+            indices->clear();
+        for (auto start = target.nextWordStart(0); start < count && matched < compactCount;
+             start = target.nextWordStart(start + 1)) {
+            if (target.at(start) != pattern.compact[matched])
+                continue;
+            ++matched;
+            if (indices)
+                indices->push_back(static_cast<int>(start));
+        }
+        if (matched == compactCount) {
+            double acronym = 0.72
+                + 0.06 * (static_cast<double>(compactCount) / std::max<std::uint32_t>(1, target.wordStartCount()));
+            return acronym < floor ? std::nullopt : std::optional(acronym);
+        }
+    }
+
+    if (firstOccurrence < count) {
+        double substring = 0.62 + 0.05 * ratio;
+        if (substring < floor)
+            return std::nullopt;
+        return accept(substring, firstOccurrence, queryCount, indices);
+    }
+
+    if (scatterCeiling < floor)
+        return std::nullopt;
+    auto preferred = walkSubsequence(pattern, target, true, nullptr);
+    if (!preferred)
+        return std::nullopt;
+    auto plain = walkSubsequence(pattern, target, false, nullptr);
+    double preferredScore = scatterScore(*preferred, compactCount, count);
+    double plainScore = plain ? scatterScore(*plain, compactCount, count) : 0;
+    bool plainWins = plainScore > preferredScore;
+    double best = plainWins ? plainScore : preferredScore;
+    if (best < floor)
+        return std::nullopt;
+    if (indices)
+        walkSubsequence(pattern, target, !plainWins, indices);
+    return best;
+}
+
+// A prepared record as a target.
+class MatchTextTarget {
+public:
+    explicit MatchTextTarget(const MatchText& text)
+        : m_text(text)
+    {
+    }
+    std::uint32_t count() const { return static_cast<std::uint32_t>(m_text.chars.size()); }
+    Character at(std::uint32_t position) const { return m_text.chars[position]; }
+    bool isWordStart(std::uint32_t position) const { return m_text.wordStart[position]; }
+    std::uint32_t find(Character character, std::uint32_t from) const
+    {
+        return from >= count() ? count() : static_cast<std::uint32_t>(m_text.chars.find(character, from));
+    }
+    std::uint32_t nextWordStart(std::uint32_t from) const
+    {
+        auto& starts = m_text.wordStarts;
+        auto found = std::lower_bound(starts.begin(), starts.end(), static_cast<int>(from));
+        return found == starts.end() ? count() : static_cast<std::uint32_t>(*found);
+    }
+    std::uint32_t wordStartCount() const { return static_cast<std::uint32_t>(m_text.wordStarts.size()); }
+
+private:
+    const MatchText& m_text;
+};
+
+// Pure-ASCII text as a target, matched on its original bytes: folding and word starts are worked
+// out on the fly, so that a large index keeps only one byte per character.
+class AsciiTarget {
+public:
+    AsciiTarget(const char* bytes, std::uint32_t count)
+        : m_bytes(reinterpret_cast<const unsigned char*>(bytes))
+        , m_count(count)
+    {
+    }
+    std::uint32_t count() const { return m_count; }
+    Character at(std::uint32_t position) const { return Ascii::fold(m_bytes[position]); }
+    bool isWordStart(std::uint32_t position) const
+    {
+        if (position == 0)
+            return !Ascii::isSeparator(m_bytes[0]);
+        return Ascii::isWordStart(m_bytes[position - 1], m_bytes[position]);
+    }
+    std::uint32_t find(Character character, std::uint32_t from) const
+    {
+        if (from >= m_count || character >= 0x80)
+            return m_count;
+        auto* begin = m_bytes + from;
+        auto* end = m_bytes + m_count;
+        auto folded = static_cast<unsigned char>(character);
+        if (folded < 'a' || folded > 'z') {
+            auto* found = static_cast<const unsigned char*>(std::memchr(begin, folded, static_cast<std::size_t>(end - begin)));
+            return found ? static_cast<std::uint32_t>(found - m_bytes) : m_count;
+        }
+        return static_cast<std::uint32_t>(findLetter(begin, end, folded) - m_bytes);
+    }
+    std::uint32_t nextWordStart(std::uint32_t from) const
+    {
+        for (auto position = from; position < m_count; ++position) {
+            if (isWordStart(position))
+                return position;
+        }
+        return m_count;
+    }
+    std::uint32_t wordStartCount() const
+    {
+        std::uint32_t starts = 0;
+        for (std::uint32_t position = 0; position < m_count; ++position)
+            starts += isWordStart(position);
+        return starts;
+    }
+
+private:
+    // A byte whose lower-case form is `letter`: setting bit 5 lower-cases exactly the letters.
+    static const unsigned char* findLetter(const unsigned char* begin, const unsigned char* end, unsigned char letter)
+    {
+#if defined(__SSE2__)
+        const auto needle = _mm_set1_epi8(static_cast<char>(letter));
+        const auto caseBit = _mm_set1_epi8(0x20);
+        for (; end - begin >= 16; begin += 16) {
+            auto block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(begin));
+            auto hits = _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_or_si128(block, caseBit), needle));
+            if (hits)
+                return begin + std::countr_zero(static_cast<unsigned>(hits));
+        }
+#endif
+        for (; begin < end; ++begin) {
+            if ((*begin | 0x20) == letter)
+                return begin;
+        }
+        return end;
+    }
+
+    const unsigned char* m_bytes;
+    std::uint32_t m_count;
+};
+
+// Folded characters in an arena, one byte each when every code is below 256, with a bit array
+// of word starts beside them.
+template<typename Code>
+class FoldedTarget {
+public:
+    FoldedTarget(const Code* chars, std::uint32_t count, const std::uint64_t* wordStartBits, std::uint64_t firstBit)
+        : m_chars(chars)
+        , m_count(count)
+        , m_bits(wordStartBits)
+        , m_firstBit(firstBit)
+    {
+    }
+    std::uint32_t count() const { return m_count; }
+    Character at(std::uint32_t position) const { return m_chars[position]; }
+    bool isWordStart(std::uint32_t position) const
+    {
+        auto bit = m_firstBit + position;
+        return (m_bits[bit / 64] >> (bit % 64)) & 1;
+    }
+    std::uint32_t find(Character character, std::uint32_t from) const
+    {
+        if (from >= m_count)
+            return m_count;
+        if constexpr (sizeof(Code) == 1) {
+            if (character > 0xFF)
+                return m_count;
+            auto* found = static_cast<const Code*>(std::memchr(m_chars + from, static_cast<int>(character), m_count - from));
+            return found ? static_cast<std::uint32_t>(found - m_chars) : m_count;
+        } else {
+            return static_cast<std::uint32_t>(std::find(m_chars + from, m_chars + m_count, character) - m_chars);
+        }
+    }
+    std::uint32_t nextWordStart(std::uint32_t from) const
+    {
+        for (auto position = from; position < m_count;) {
+            auto bit = m_firstBit + position;
+            auto word = m_bits[bit / 64] >> (bit % 64);
+            if (word)
+                return std::min(m_count, position + static_cast<std::uint32_t>(std::countr_zero(word)));
+            position += static_cast<std::uint32_t>(64 - bit % 64);
+        }
+        return m_count;
+    }
+    std::uint32_t wordStartCount() const
+    {
+        std::uint32_t starts = 0;
+        for (auto position = nextWordStart(0); position < m_count; position = nextWordStart(position + 1))
+            ++starts;
+        return starts;
+    }
+
+private:
+    const Code* m_chars;
+    std::uint32_t m_count;
+    const std::uint64_t* m_bits;
+    std::uint64_t m_firstBit;
+};
+
+} // namespace FuzzyMatcher
+
+} // namespace zeph

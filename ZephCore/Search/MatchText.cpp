@@ -1,0 +1,113 @@
+#include "Search/MatchText.h"
+
+#include <atomic>
+
+namespace zeph {
+
+namespace {
+
+Character computeFold(std::string_view cluster)
+{
+    auto folded = foldedText(cluster);
+    if (folded.empty())
+        return characterCode(cluster);
+    thread_local std::vector<std::uint32_t> boundaries;
+    graphemeBoundaries(folded, boundaries);
+    return characterCode(std::string_view(folded).substr(0, boundaries[1]));
+}
+
+// Folding goes through ICU, which costs a microsecond; a character of the BMP folds once.
+std::array<std::atomic<Character>, 0x10000> bmpFoldCache {};
+
+bool isSingleScalar(std::string_view cluster, char32_t& scalar)
+{
+    std::size_t offset = 0;
+    scalar = decodeScalar(cluster, offset);
+    return offset == cluster.size();
+}
+
+std::string_view clusterAt(std::string_view text, const std::vector<std::uint32_t>& boundaries, std::size_t index)
+{
+    return text.substr(boundaries[index], boundaries[index + 1] - boundaries[index]);
+}
+
+} // namespace
+
+Character foldCharacter(std::string_view cluster)
+{
+    if (cluster.size() == 1 && static_cast<unsigned char>(cluster[0]) < 0x80)
+        return Ascii::fold(static_cast<unsigned char>(cluster[0]));
+    if (cluster == "\r\n") {
+        static const Character crLf = characterCode("\r\n");
+        return crLf;
+    }
+    char32_t scalar = 0;
+    if (isSingleScalar(cluster, scalar) && scalar < bmpFoldCache.size()) {
+        auto& slot = bmpFoldCache[scalar];
+        auto folded = slot.load(std::memory_order_relaxed);
+        if (!folded) {
+            folded = computeFold(cluster);
+            slot.store(folded, std::memory_order_relaxed);
+        }
+        return folded;
+    }
+    return computeFold(cluster);
+}
+
+void prepareCharacters(std::string_view validText, PreparedCharacters& prepared)
+{
+    thread_local std::vector<std::uint32_t> boundaries;
+    graphemeBoundaries(validText, boundaries);
+    auto count = boundaries.size() - 1;
+    prepared.chars.resize(count);
+    prepared.wordStart.assign(count, false);
+    // Word starts look at the characters before folding, where case is still visible.
+    bool previousIsSeparator = true;
+    bool previousIsLower = false;
+    bool previousIsNumber = false;
+    for (std::size_t index = 0; index < count; ++index) {
+        auto cluster = clusterAt(validText, boundaries, index);
+        prepared.chars[index] = foldCharacter(cluster);
+        bool isSeparator = cluster.size() == 1 && Ascii::isSeparator(static_cast<unsigned char>(cluster[0]));
+        std::size_t offset = 0;
+        auto properties = characterProperties(decodeScalar(cluster, offset));
+        if (!isSeparator) {
+            prepared.wordStart[index] = index == 0 || previousIsSeparator
+                || (properties.isUppercase && previousIsLower) || properties.isNumber != previousIsNumber;
+        }
+        previousIsSeparator = isSeparator;
+        previousIsLower = properties.isLowercase;
+        previousIsNumber = properties.isNumber;
+    }
+}
+
+MatchText makeMatchText(std::string_view text)
+{
+    MatchText result { .original = isValidUTF8(text) ? std::string(text) : sanitizedUTF8(text) };
+    PreparedCharacters prepared;
+    prepareCharacters(result.original, prepared);
+    result.chars = std::move(prepared.chars);
+    result.wordStart = std::move(prepared.wordStart);
+    for (std::size_t index = 0; index < result.wordStart.size(); ++index) {
+        if (result.wordStart[index])
+            result.wordStarts.push_back(static_cast<int>(index));
+    }
+    return result;
+}
+
+QueryText makeQueryText(std::string_view raw)
+{
+    QueryText result { .raw = isValidUTF8(raw) ? std::string(raw) : sanitizedUTF8(raw) };
+    auto trimmed = trimmedWhitespace(result.raw);
+    std::vector<std::uint32_t> boundaries;
+    graphemeBoundaries(trimmed, boundaries);
+    for (std::size_t index = 0; index + 1 < boundaries.size(); ++index) {
+        auto folded = foldCharacter(clusterAt(trimmed, boundaries, index));
+        result.chars.push_back(folded);
+        if (folded != U' ')
+            result.compact.push_back(folded);
+    }
+    return result;
+}
+
+} // namespace zeph

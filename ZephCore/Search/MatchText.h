@@ -1,0 +1,100 @@
+#pragma once
+
+#include "Support/Text.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zeph {
+
+// A target string prepared once, when an item enters an index.
+struct MatchText {
+    std::string original {};
+    std::u32string chars {}; // One folded character per character of `original`.
+    std::vector<bool> wordStart {};
+    std::vector<int> wordStarts {};
+    bool operator==(const MatchText&) const = default;
+};
+
+// The typed text prepared once per search.
+struct QueryText {
+    std::string raw {};
+    std::u32string chars {};   // Folded, after trimming; inner spaces kept.
+    std::u32string compact {}; // `chars` without its spaces, for the acronym and scattered stages.
+    bool operator==(const QueryText&) const = default;
+};
+
+// Folds one character (a grapheme cluster, valid UTF-8) for case- and diacritic-insensitive
+// comparison: one character in, exactly one out.
+Character foldCharacter(std::string_view cluster);
+QueryText makeQueryText(std::string_view raw);
+MatchText makeMatchText(std::string_view text);
+
+// The folded characters of a valid UTF-8 string and where its words start; the common core of
+// makeMatchText and of the indexes that keep prepared texts in arenas.
+struct PreparedCharacters {
+    std::u32string chars {};
+    std::vector<bool> wordStart {};
+};
+void prepareCharacters(std::string_view validText, PreparedCharacters& prepared);
+
+namespace Ascii {
+
+constexpr unsigned char fold(unsigned char byte)
+{
+    return byte >= 'A' && byte <= 'Z' ? static_cast<unsigned char>(byte + 32) : byte;
+}
+
+constexpr bool isSeparator(unsigned char byte)
+{
+    switch (byte) {
+    case ' ': case '-': case '_': case '.': case '/': case '\\': case '(': case ')': case '[': case ']':
+    case '{': case '}': case ':': case ',': case '+': case '&': case '@': case '\'': case '"': case '\t':
+        return true;
+    default:
+        return false;
+    }
+}
+
+// Word starts of ASCII text, from the character and the one before it (none at position 0).
+constexpr bool isWordStart(unsigned char previous, unsigned char current)
+{
+    if (isSeparator(current))
+        return false;
+    if (isSeparator(previous))
+        return true;
+    bool currentIsUpper = current >= 'A' && current <= 'Z';
+    bool previousIsLower = previous >= 'a' && previous <= 'z';
+    bool currentIsDigit = current >= '0' && current <= '9';
+    bool previousIsDigit = previous >= '0' && previous <= '9';
+    return (currentIsUpper && previousIsLower) || currentIsDigit != previousIsDigit;
+}
+
+} // namespace Ascii
+
+// The character-class bit of a folded character: letters and digits have their own, other
+// ASCII characters share a few, and every non-ASCII character shares the top bit. A target whose
+// mask lacks a bit of the query's cannot contain the query.
+constexpr std::uint64_t characterClassBit(Character folded)
+{
+    if (folded >= 0x80)
+        return std::uint64_t { 1 } << 63;
+    if (folded >= 'a' && folded <= 'z')
+        return std::uint64_t { 1 } << (folded - 'a');
+    if (folded >= '0' && folded <= '9')
+        return std::uint64_t { 1 } << (26 + folded - '0');
+    return std::uint64_t { 1 } << (36 + folded % 27);
+}
+
+// The class bit of each raw ASCII byte, after folding.
+inline constexpr auto asciiClassBits = [] {
+    std::array<std::uint64_t, 128> bits {};
+    for (unsigned byte = 0; byte < bits.size(); ++byte)
+        bits[byte] = characterClassBit(Ascii::fold(static_cast<unsigned char>(byte)));
+    return bits;
+}();
+
+} // namespace zeph

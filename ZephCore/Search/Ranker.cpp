@@ -1,0 +1,120 @@
+#include "Search/Ranker.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+namespace zeph {
+
+std::optional<RankedResult> Ranker::score(const IndexedItem& indexed, const QueryText& query, const Boosts& boosts) const
+{
+    return score(indexed, FuzzyMatcher::makePattern(query), boosts);
+}
+
+std::optional<RankedResult> Ranker::score(const IndexedItem& indexed, const FuzzyMatcher::Pattern& pattern,
+    const Boosts& boosts) const
+{
+    RankedResult result;
+    auto best = FuzzyMatcher::score(pattern, FuzzyMatcher::MatchTextTarget(indexed.titleText), 0, &result.highlight);
+    for (auto& keyword : indexed.keywordTexts) {
+        auto keywordScore = FuzzyMatcher::score(pattern, FuzzyMatcher::MatchTextTarget(keyword));
+        if (!keywordScore)
+            continue;
+        // A keyword overtakes the title only when it is better even after its discount.
+        double discounted = *keywordScore * 0.95;
+        if (!best || discounted > *best) {
+            best = discounted;
+            result.highlight.clear();
+        }
+    }
+    if (!best)
+        return std::nullopt;
+    auto boost = boosts.find(indexed.item.id);
+    result.learnedBoost = boost == boosts.end() ? 0 : boost->second;
+    // A scattered match of a known favourite survives a threshold that a stranger would not.
+    if (*best < minimumMatchScore && !(result.learnedBoost > 0))
+        return std::nullopt;
+    result.matchScore = *best;
+    result.score = learningWeight * result.learnedBoost + *best + rankingBonus(indexed.item.kind);
+    result.item = indexed.item;
+    return result;
+}
+
+std::vector<RankedResult> Ranker::rank(const std::vector<IndexedItem>& items, const QueryText& query,
+    const Boosts& boosts, int limit) const
+{
+    if (query.compact.empty() || limit <= 0)
+        return {};
+    auto pattern = FuzzyMatcher::makePattern(query);
+    std::vector<RankedResult> results;
+    results.reserve(std::min<std::size_t>(items.size(), 256));
+    for (auto& indexed : items) {
+        if (auto result = score(indexed, pattern, boosts))
+            results.push_back(std::move(*result));
+    }
+    return top(std::move(results), limit);
+}
+
+std::vector<RankedResult> Ranker::top(std::vector<RankedResult> results, int limit)
+{
+    auto kept = static_cast<std::size_t>(std::max(limit, 0));
+    auto precedesResult = [](const RankedResult& a, const RankedResult& b) { return precedes(a, b); };
+    if (kept < results.size()) {
+        std::partial_sort(results.begin(), results.begin() + static_cast<std::ptrdiff_t>(kept), results.end(),
+            precedesResult);
+        results.resize(kept);
+    } else {
+        std::sort(results.begin(), results.end(), precedesResult);
+    }
+    return results;
+}
+
+std::vector<RankedResult> Ranker::merge(const std::vector<std::vector<RankedResult>>& groups, int limit)
+{
+    std::vector<RankedResult> kept;
+    std::unordered_map<std::string, std::size_t> positions;
+    for (auto& group : groups) {
+        for (auto& result : group) {
+            auto [entry, isNew] = positions.try_emplace(result.item.id, kept.size());
+            if (isNew)
+                kept.push_back(result);
+            else if (result.score > kept[entry->second].score)
+                kept[entry->second] = result;
+        }
+    }
+    return top(std::move(kept), limit);
+}
+
+int Ranker::compareLowercased(std::string_view a, std::string_view b)
+{
+    if (isASCII(a) && isASCII(b)) {
+        auto length = std::min(a.size(), b.size());
+        for (std::size_t index = 0; index < length; ++index) {
+            auto left = Ascii::fold(static_cast<unsigned char>(a[index]));
+            auto right = Ascii::fold(static_cast<unsigned char>(b[index]));
+            if (left != right)
+                return left < right ? -1 : 1;
+        }
+        return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
+    }
+    // Canonically equivalent titles are the same title.
+    return normalizedText(lowercasedText(a)).compare(normalizedText(lowercasedText(b)));
+}
+
+bool Ranker::precedes(const OrderKey& a, const OrderKey& b)
+{
+    if (a.score != b.score)
+        return a.score > b.score;
+    if (a.titleCount != b.titleCount)
+        return a.titleCount < b.titleCount;
+    if (auto order = compareLowercased(a.title, b.title))
+        return order < 0;
+    return a.id < b.id;
+}
+
+bool Ranker::precedes(const RankedResult& a, const RankedResult& b)
+{
+    return precedes(OrderKey { a.score, graphemeCount(a.item.title), a.item.title, a.item.id },
+        OrderKey { b.score, graphemeCount(b.item.title), b.item.title, b.item.id });
+}
+
+} // namespace zeph

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Unicode text as the rest of the system sees it: UTF-8 strings at every boundary, and
+// user-perceived characters (extended grapheme clusters) as the unit of every position.
+namespace zeph {
+
+// A user-perceived character as one code: the scalar itself when the character is one scalar
+// in NFC, else an interned code above U+10FFFF that canonically equivalent clusters share.
+using Character = char32_t;
+
+inline constexpr char32_t replacementCharacter = U'\uFFFD';
+inline constexpr Character firstInternedCharacter = 0x110000;
+
+bool isASCII(std::string_view text) noexcept;
+bool isValidUTF8(std::string_view bytes) noexcept;
+// Each ill-formed sequence becomes U+FFFD, one for each maximal subpart, so this never fails.
+std::string sanitizedUTF8(std::string_view bytes);
+// Decodes the scalar that starts at `offset` of valid UTF-8 and moves `offset` past it.
+char32_t decodeScalar(std::string_view text, std::size_t& offset) noexcept;
+void appendUTF8(std::string& text, char32_t scalar);
+
+// Fills `boundaries` with the byte offset at which each extended grapheme cluster of `text`
+// (valid UTF-8) begins, followed by text.size(). Safe on any thread.
+void graphemeBoundaries(std::string_view text, std::vector<std::uint32_t>& boundaries);
+std::size_t graphemeCount(std::string_view text);
+
+// Upper case, lower case and numeric as the Unicode properties define them, read off the
+// first scalar of a character, so that uncased letters are neither upper nor lower case.
+struct CharacterProperties {
+    bool isUppercase = false;
+    bool isLowercase = false;
+    bool isNumber = false;
+    bool operator==(const CharacterProperties&) const = default;
+};
+CharacterProperties characterProperties(char32_t firstScalar);
+
+// A Unicode space separator or the tab: what trimming removes. Line breaks are not in the set.
+bool isTrimmedWhitespace(char32_t scalar);
+
+// `text` (valid UTF-8) without the whitespace characters at either end.
+std::string_view trimmedWhitespace(std::string_view text);
+
+// Case- and diacritic-insensitive folding of a short string, with no locale; the result is NFC.
+std::string foldedText(std::string_view text);
+// Unicode default lower-casing, with no locale.
+std::string lowercasedText(std::string_view text);
+std::string normalizedText(std::string_view text);
+
+// The code of one cluster (valid UTF-8), interning it when it is not one scalar in NFC.
+Character characterCode(std::string_view cluster);
+std::string characterText(Character character);
+
+} // namespace zeph

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Support/Json.h"
+#include "Support/Result.h"
+
+#include <functional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+namespace zeph::CommandLine {
+
+// Exit statuses shared by every command.
+enum ExitStatus : int { success = 0, nothingFound = 1, badUsage = 2 };
+
+// Each command registers itself and, when chosen, leaves what to run in `action`.
+using Action = std::function<int()>;
+void addPrepareCommand(CLI::App& app, Action& action);
+void addMatchCommand(CLI::App& app, Action& action);
+void addParseCommand(CLI::App& app, Action& action);
+void addRankCommand(CLI::App& app, Action& action);
+void addFilterCommand(CLI::App& app, Action& action);
+
+// All of standard input; read errors are reported, never thrown.
+Result<std::string> readStandardInput();
+Result<std::string> readFile(const std::string& path);
+// One compact JSON value on a line of its own; invalid UTF-8 in strings becomes U+FFFD.
+void printJSON(const Json::Value& value);
+// One line "zeph: <message>" on standard error; returns the bad-usage status.
+int fail(const std::string& message);
+
+} // namespace zeph::CommandLine

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Support/InputBuffer.h"
 #include "Support/Json.h"
 #include "Support/Result.h"
 
@@ -22,8 +23,7 @@ void addRankCommand(CLI::App& app, Action& action);
 void addFilterCommand(CLI::App& app, Action& action);
 
 // All of standard input; read errors are reported, never thrown.
-Result<std::string> readStandardInput();
-Result<std::string> readFile(const std::string& path);
+Result<InputBuffer> readStandardInput();
 // One compact JSON value on a line of its own; invalid UTF-8 in strings becomes U+FFFD.
 void printJSON(const Json::Value& value);
 // One line "zeph: <message>" on standard error; returns the bad-usage status.

@@ -18,7 +18,7 @@ Result<std::vector<IndexedItem>> readItems()
     auto input = readStandardInput();
     if (!input)
         return input.error();
-    auto json = Json::parse(*input);
+    auto json = Json::parse(input->text());
     if (!json || !json->is_array())
         return Error { "Standard input must be a JSON array of search items." };
     std::vector<IndexedItem> items;
@@ -33,10 +33,10 @@ Result<std::vector<IndexedItem>> readItems()
 
 Result<Boosts> readBoosts(const std::string& path)
 {
-    auto text = readFile(path);
+    auto text = InputBuffer::readFile(path);
     if (!text)
         return text.error();
-    auto json = Json::parse(*text);
+    auto json = Json::parse(text->text());
     if (!json || !json->is_object())
         return Error { path + " must hold a JSON object of item ids to numbers." };
     Boosts boosts;

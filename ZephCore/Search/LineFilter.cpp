@@ -49,12 +49,13 @@ struct LineFilter::Worker {
     double floor = 0;
 };
 
-LineFilter::LineFilter(std::string input)
+LineFilter::LineFilter(InputBuffer input)
     : m_input(std::move(input))
 {
-    verify(m_input.size() < std::numeric_limits<std::uint32_t>::max());
-    const char* data = m_input.data();
-    std::size_t size = m_input.size();
+    auto text = m_input.text();
+    verify(text.size() < std::numeric_limits<std::uint32_t>::max());
+    const char* data = text.data();
+    std::size_t size = text.size();
     for (std::size_t start = 0; start < size;) {
         auto* newline = static_cast<const char*>(std::memchr(data + start, '\n', size - start));
         std::size_t end = newline ? static_cast<std::size_t>(newline - data) : size;
@@ -71,7 +72,7 @@ LineFilter::LineFilter(std::string input)
 
 void LineFilter::addLine(std::uint32_t offset, std::uint32_t length)
 {
-    auto* bytes = reinterpret_cast<const unsigned char*>(m_input.data() + offset);
+    auto* bytes = reinterpret_cast<const unsigned char*>(m_input.text().data() + offset);
     std::uint64_t mask = 0;
     unsigned char highBits = 0;
     for (std::uint32_t index = 0; index < length; ++index) {
@@ -90,7 +91,7 @@ void LineFilter::addLine(std::uint32_t offset, std::uint32_t length)
 
 void LineFilter::addNonAsciiLine(std::uint32_t offset, std::uint32_t length)
 {
-    std::string_view text(m_input.data() + offset, length);
+    auto text = m_input.text().substr(offset, length);
     Line line { .textOffset = offset, .textLength = length };
     if (!isValidUTF8(text)) {
         auto repaired = sanitizedUTF8(text);
@@ -123,8 +124,8 @@ void LineFilter::addNonAsciiLine(std::uint32_t offset, std::uint32_t length)
 std::string_view LineFilter::title(std::uint32_t item) const
 {
     auto& line = m_lines[item];
-    auto& source = line.isRepaired ? m_repaired : m_input;
-    return std::string_view(source).substr(line.textOffset, line.textLength);
+    auto source = line.isRepaired ? std::string_view(m_repaired) : m_input.text();
+    return source.substr(line.textOffset, line.textLength);
 }
 
 std::uint32_t LineFilter::lineNumber(std::uint32_t item) const
@@ -148,7 +149,7 @@ auto LineFilter::withTarget(std::uint32_t item, Visit&& visit) const
     case Storage::ascii:
         break;
     }
-    return visit(FuzzyMatcher::AsciiTarget(m_input.data() + line.textOffset, line.characterCount));
+    return visit(FuzzyMatcher::AsciiTarget(m_input.text().data() + line.textOffset, line.characterCount));
 }
 
 std::optional<Match> LineFilter::match(const FuzzyMatcher::Pattern& pattern, std::uint32_t item) const

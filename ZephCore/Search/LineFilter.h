@@ -2,6 +2,7 @@
 
 #include "Search/FuzzyMatcher.h"
 #include "Search/MatchText.h"
+#include "Support/InputBuffer.h"
 
 #include <cstdint>
 #include <optional>
@@ -20,7 +21,7 @@ namespace zeph {
 class LineFilter {
 public:
     // Takes the input; a line ends at "\n" or "\r\n". Invalid UTF-8 becomes U+FFFD.
-    explicit LineFilter(std::string input);
+    explicit LineFilter(InputBuffer input);
     LineFilter(const LineFilter&) = delete;
     LineFilter& operator=(const LineFilter&) = delete;
     LineFilter(LineFilter&&) = default;
@@ -69,7 +70,7 @@ private:
     auto withTarget(std::uint32_t item, Visit&& visit) const;
     void searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin, std::uint32_t end) const;
 
-    std::string m_input;
+    InputBuffer m_input;
     std::string m_repaired;
     std::vector<Line> m_lines;
     std::vector<std::uint8_t> m_folded8;

@@ -54,8 +54,41 @@ Character foldCharacter(std::string_view cluster)
     return computeFold(cluster);
 }
 
+namespace {
+
+// Text whose scalars are all below latinLimit: each scalar is a character, and the table folds it.
+// Yields false, having prepared nothing useful, at the first scalar that needs the full rules.
+bool prepareLatin(std::string_view text, PreparedCharacters& prepared)
+{
+    bool previousIsSeparator = true;
+    bool previousIsLower = false;
+    bool previousIsNumber = false;
+    for (std::size_t offset = 0; offset < text.size();) {
+        auto scalar = decodeScalar(text, offset);
+        if (scalar >= latinLimit || scalar == U'\r')
+            return false;
+        auto& latin = latinScalar(scalar);
+        bool isSeparator = scalar < 0x80 && Ascii::isSeparator(static_cast<unsigned char>(scalar));
+        bool isStart = !isSeparator
+            && (prepared.chars.empty() || previousIsSeparator || (latin.properties.isUppercase && previousIsLower)
+                || latin.properties.isNumber != previousIsNumber);
+        prepared.chars.push_back(latin.folded);
+        prepared.wordStart.push_back(isStart);
+        previousIsSeparator = isSeparator;
+        previousIsLower = latin.properties.isLowercase;
+        previousIsNumber = latin.properties.isNumber;
+    }
+    return true;
+}
+
+} // namespace
+
 void prepareCharacters(std::string_view validText, PreparedCharacters& prepared)
 {
+    prepared.chars.clear();
+    prepared.wordStart.clear();
+    if (prepareLatin(validText, prepared))
+        return;
     thread_local std::vector<std::uint32_t> boundaries;
     graphemeBoundaries(validText, boundaries);
     auto count = boundaries.size() - 1;

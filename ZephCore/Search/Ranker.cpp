@@ -84,6 +84,32 @@ std::vector<RankedResult> Ranker::merge(const std::vector<std::vector<RankedResu
     return top(std::move(kept), limit);
 }
 
+namespace {
+
+// Lower-cases and compares scalar by scalar while both texts stay in the Latin table, where
+// every scalar lower-cases to one scalar and text is already NFC; nothing when they leave it.
+std::optional<int> compareLatinLowercased(std::string_view a, std::string_view b)
+{
+    std::size_t offsetA = 0;
+    std::size_t offsetB = 0;
+    while (offsetA < a.size() && offsetB < b.size()) {
+        auto scalarA = decodeScalar(a, offsetA);
+        auto scalarB = decodeScalar(b, offsetB);
+        if (scalarA >= latinLimit || scalarB >= latinLimit)
+            return std::nullopt;
+        auto lowerA = latinScalar(scalarA).lowercased;
+        auto lowerB = latinScalar(scalarB).lowercased;
+        if (!lowerA || !lowerB)
+            return std::nullopt;
+        if (lowerA != lowerB)
+            return lowerA < lowerB ? -1 : 1;
+    }
+    // The longer text is the greater one, whatever its remaining characters lower-case to.
+    return (offsetA < a.size()) - (offsetB < b.size());
+}
+
+} // namespace
+
 int Ranker::compareLowercased(std::string_view a, std::string_view b)
 {
     if (isASCII(a) && isASCII(b)) {
@@ -96,6 +122,8 @@ int Ranker::compareLowercased(std::string_view a, std::string_view b)
         }
         return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
     }
+    if (auto order = compareLatinLowercased(a, b))
+        return *order;
     // Canonically equivalent titles are the same title.
     return normalizedText(lowercasedText(a)).compare(normalizedText(lowercasedText(b)));
 }

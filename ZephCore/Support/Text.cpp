@@ -302,6 +302,28 @@ bool isTrimmedWhitespace(char32_t scalar)
     return u_charType(static_cast<UChar32>(scalar)) == U_SPACE_SEPARATOR;
 }
 
+const LatinScalar& latinScalar(char32_t scalar)
+{
+    static const auto table = [] {
+        std::vector<LatinScalar> entries(latinLimit);
+        for (char32_t codePoint = 0; codePoint < latinLimit; ++codePoint) {
+            std::string text;
+            appendUTF8(text, codePoint);
+            auto& entry = entries[codePoint];
+            auto folded = foldedText(text);
+            std::size_t offset = 0;
+            entry.folded = static_cast<char16_t>(folded.empty() ? codePoint : decodeScalar(folded, offset));
+            auto lowered = lowercasedText(text);
+            offset = 0;
+            auto lowerScalar = decodeScalar(lowered, offset);
+            entry.lowercased = offset == lowered.size() ? static_cast<char16_t>(lowerScalar) : 0;
+            entry.properties = characterProperties(codePoint);
+        }
+        return entries;
+    }();
+    return table[scalar];
+}
+
 std::string_view trimmedWhitespace(std::string_view text)
 {
     thread_local std::vector<std::uint32_t> boundaries;

@@ -45,6 +45,17 @@ bool isTrimmedWhitespace(char32_t scalar);
 // `text` (valid UTF-8) without the whitespace characters at either end.
 std::string_view trimmedWhitespace(std::string_view text);
 
+// Scalars below U+0300 (ASCII and the Latin blocks) are each a character of their own, are stable
+// under NFC, and fold and lower-case to one scalar (U+0130 aside): the common case, kept in a table
+// so that the hot paths need no ICU.
+inline constexpr char32_t latinLimit = 0x300;
+struct LatinScalar {
+    char16_t folded = 0;
+    char16_t lowercased = 0; // 0 where lower-casing gives more than one scalar.
+    CharacterProperties properties {};
+};
+const LatinScalar& latinScalar(char32_t scalar); // scalar < latinLimit
+
 // Case- and diacritic-insensitive folding of a short string, with no locale; the result is NFC.
 std::string foldedText(std::string_view text);
 // Unicode default lower-casing, with no locale.

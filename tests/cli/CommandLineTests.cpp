@@ -1,0 +1,190 @@
+// Drives the built zeph as a child process, as scripts do: arguments, standard input, output and
+// exit status are the contract.
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+struct Run {
+    int exitCode = -1;
+    std::string output;
+    std::string errors;
+};
+
+std::string readWhole(const std::string& path)
+{
+    std::ifstream stream(path, std::ios::binary);
+    std::stringstream content;
+    content << stream.rdbuf();
+    return content.str();
+}
+
+// Standard input, output and errors go through files, so that no pipe can fill up and block.
+Run zeph(const std::vector<std::string>& arguments, const std::string& input = "")
+{
+    char directory[] = "/tmp/zeph-cli-XXXXXX";
+    if (!mkdtemp(directory))
+        return {};
+    std::string base = directory;
+    std::ofstream(base + "/in", std::ios::binary) << input;
+    pid_t child = fork();
+    if (child == 0) {
+        int in = open((base + "/in").c_str(), O_RDONLY);
+        int out = open((base + "/out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        int err = open((base + "/err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        dup2(in, STDIN_FILENO);
+        dup2(out, STDOUT_FILENO);
+        dup2(err, STDERR_FILENO);
+        std::vector<char*> argv { const_cast<char*>(ZEPH_EXECUTABLE) };
+        for (auto& argument : arguments)
+            argv.push_back(const_cast<char*>(argument.c_str()));
+        argv.push_back(nullptr);
+        execv(ZEPH_EXECUTABLE, argv.data());
+        _exit(127);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    Run run { .exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
+        .output = readWhole(base + "/out"),
+        .errors = readWhole(base + "/err") };
+    for (auto name : { "/in", "/out", "/err" })
+        std::remove((base + name).c_str());
+    rmdir(directory);
+    return run;
+}
+
+nlohmann::json json(const std::string& text)
+{
+    return nlohmann::json::parse(text, nullptr, false);
+}
+
+const std::string lines = "Safari\nVisual Studio Code\n\nSafari App\ncode\nTerminal\r\nCafé\n";
+
+} // namespace
+
+TEST(CommandLine, PrepareMatchAndParsePrintOneJSONValue)
+{
+    auto prepared = zeph({ "prepare", "x-Ray" });
+    EXPECT_EQ(prepared.exitCode, 0);
+    EXPECT_EQ(json(prepared.output), json(R"({"chars":["x","-","r","a","y"],"wordStarts":[0,2]})"));
+
+    auto matched = zeph({ "match", "vs", "Visual Studio Code" });
+    EXPECT_EQ(matched.exitCode, 0);
+    EXPECT_EQ(json(matched.output)["indices"], json("[0,7]"));
+    EXPECT_DOUBLE_EQ(json(matched.output)["score"].get<double>(), 0.72 + 0.06 * (2.0 / 3.0));
+
+    auto missed = zeph({ "match", "zz", "Safari" });
+    EXPECT_EQ(missed.exitCode, 1);
+    EXPECT_EQ(missed.output, "null\n");
+
+    auto parsed = zeph({ "parse", "--", "in  a  b" });
+    EXPECT_EQ(json(parsed.output), json(R"({"mode":"contents","term":"a  b","keyword":"a","argument":" b"})"));
+    EXPECT_FALSE(json(zeph({ "parse", "safari" }).output).contains("argument"));
+}
+
+TEST(CommandLine, FilterPrintsMatchingLinesBestFirst)
+{
+    auto run = zeph({ "filter", "code" }, lines);
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.output, "code\nVisual Studio Code\n");
+
+    auto limited = zeph({ "filter", "--limit", "1", "saf" }, lines);
+    EXPECT_EQ(limited.output, "Safari\n");
+
+    // Folding removes diacritics, and a "\r\n" line ending is not part of the title.
+    EXPECT_EQ(zeph({ "filter", "cafe" }, lines).output, "Café\n");
+    EXPECT_EQ(zeph({ "filter", "terminal" }, lines).output, "Terminal\n");
+}
+
+TEST(CommandLine, FilterJSONCarriesScoreAndIndices)
+{
+    auto run = zeph({ "filter", "--json", "app" }, lines);
+    ASSERT_EQ(run.exitCode, 0);
+    auto first = json(run.output.substr(0, run.output.find('\n')));
+    EXPECT_EQ(first["title"], "Safari App");
+    EXPECT_EQ(first["indices"], json("[7,8,9]"));
+    EXPECT_DOUBLE_EQ(first["score"].get<double>(), 0.8 + 0.08 * (3.0 / 10.0));
+}
+
+TEST(CommandLine, ExitStatusTellsMatchesNoneAndBadUsage)
+{
+    EXPECT_EQ(zeph({ "filter", "zzqx" }, lines).exitCode, 1);
+    EXPECT_EQ(zeph({ "filter", "zzqx" }, lines).output, "");
+    EXPECT_EQ(zeph({ "filter" }, lines).exitCode, 2);
+    auto unknown = zeph({ "frobnicate" });
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_TRUE(unknown.errors.starts_with("zeph: ")) << unknown.errors;
+    EXPECT_EQ(zeph({ "filter", "--limit", "many", "x" }, lines).exitCode, 2);
+    // "--" ends the options, so a query may look like one.
+    EXPECT_EQ(zeph({ "filter", "--", "-5" }, "a -5 b\n").output, "a -5 b\n");
+    EXPECT_EQ(zeph({ "--help" }).exitCode, 0);
+    EXPECT_EQ(zeph({ "--version" }).exitCode, 0);
+}
+
+TEST(CommandLine, InvalidUTF8IsReplacedNotACrash)
+{
+    auto run = zeph({ "filter", "ab" }, "a\xff"
+                                        "b\n\xc3\n");
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.output, "a\xEF\xBF\xBD"
+                          "b\n");
+    EXPECT_EQ(zeph({ "match", "a\xff", "a\xff" }).exitCode, 0);
+}
+
+TEST(CommandLine, RankReadsSearchItemsAndBoosts)
+{
+    std::string items = R"([
+        {"id":"/apps/safari","title":"Safari","subtitle":"","kind":"application","keywords":[],"isValid":true},
+        {"id":"/docs/safari.txt","title":"safari.txt","subtitle":"","kind":"file","keywords":[],"isValid":true,"path":"/docs/safari.txt"}
+    ])";
+    auto run = zeph({ "rank", "saf" }, items);
+    ASSERT_EQ(run.exitCode, 0) << run.errors;
+    auto results = json(run.output);
+    ASSERT_EQ(results.size(), 2u);
+    EXPECT_EQ(results[0]["item"]["id"], "/apps/safari");
+    EXPECT_DOUBLE_EQ(results[0]["score"].get<double>(), 0.9 + 0.08 * (3.0 / 6.0) + 0.08);
+
+    char path[] = "/tmp/zeph-boosts-XXXXXX";
+    int descriptor = mkstemp(path);
+    ASSERT_GE(descriptor, 0);
+    std::string boosts = R"({"/docs/safari.txt": 0.5})";
+    ASSERT_EQ(write(descriptor, boosts.data(), boosts.size()), static_cast<ssize_t>(boosts.size()));
+    close(descriptor);
+    auto boosted = json(zeph({ "rank", "--boosts", path, "--limit", "1", "saf" }, items).output);
+    std::remove(path);
+    ASSERT_EQ(boosted.size(), 1u);
+    EXPECT_EQ(boosted[0]["item"]["id"], "/docs/safari.txt");
+    EXPECT_DOUBLE_EQ(boosted[0]["learnedBoost"].get<double>(), 0.5);
+
+    auto broken = zeph({ "rank", "saf" }, R"([{"id":"x","title":"x"}])");
+    EXPECT_EQ(broken.exitCode, 2);
+    EXPECT_NE(broken.errors.find("subtitle"), std::string::npos) << broken.errors;
+    EXPECT_EQ(zeph({ "rank", "saf" }, "not json").exitCode, 2);
+}
+
+TEST(CommandLine, TypingReplayPrintsEveryKeystroke)
+{
+    auto run = zeph({ "filter", "--type", "c,co,cod,code" }, lines);
+    EXPECT_EQ(run.exitCode, 0);
+    std::istringstream output(run.output);
+    std::string line;
+    std::vector<std::string> keystrokes;
+    while (std::getline(output, line))
+        keystrokes.push_back(line.substr(0, line.find('\t')));
+    EXPECT_EQ(keystrokes, (std::vector<std::string> { "c", "co", "cod", "code" }));
+
+    auto repeated = zeph({ "filter", "--repeat", "20", "code" }, lines);
+    EXPECT_EQ(repeated.exitCode, 0);
+    EXPECT_TRUE(repeated.output.starts_with("iterations ")) << repeated.output;
+    EXPECT_NE(repeated.output.find("median"), std::string::npos);
+}

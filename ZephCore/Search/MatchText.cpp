@@ -1,6 +1,6 @@
 #include "Search/MatchText.h"
 
-#include <atomic>
+#include "Support/LazyTable.h"
 
 namespace zeph {
 
@@ -17,7 +17,7 @@ Character computeFold(std::string_view cluster)
 }
 
 // Folding goes through ICU, which costs a microsecond; a character of the BMP folds once.
-std::array<std::atomic<Character>, 0x10000> bmpFoldCache {};
+LazyTable<Character, 0x10000> bmpFoldCache;
 
 bool isSingleScalar(std::string_view cluster, char32_t& scalar)
 {
@@ -42,15 +42,8 @@ Character foldCharacter(std::string_view cluster)
         return crLf;
     }
     char32_t scalar = 0;
-    if (isSingleScalar(cluster, scalar) && scalar < bmpFoldCache.size()) {
-        auto& slot = bmpFoldCache[scalar];
-        auto folded = slot.load(std::memory_order_relaxed);
-        if (!folded) {
-            folded = computeFold(cluster);
-            slot.store(folded, std::memory_order_relaxed);
-        }
-        return folded;
-    }
+    if (isSingleScalar(cluster, scalar) && scalar < bmpFoldCache.size())
+        return bmpFoldCache.get(scalar, [&] { return computeFold(cluster); });
     return computeFold(cluster);
 }
 

@@ -1,9 +1,8 @@
 #include "Support/Text.h"
 
+#include "Support/LazyTable.h"
 #include "Support/Verify.h"
 
-#include <array>
-#include <atomic>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -85,19 +84,13 @@ std::uint8_t computeScalarFlags(char32_t scalar)
     return flags;
 }
 
-std::array<std::atomic<std::uint8_t>, 0x10000> scalarFlagCache {};
+LazyTable<std::uint8_t, 0x10000> scalarFlagCache;
 
 std::uint8_t scalarFlags(char32_t scalar)
 {
     if (scalar >= scalarFlagCache.size())
         return computeScalarFlags(scalar);
-    auto& slot = scalarFlagCache[scalar];
-    auto flags = slot.load(std::memory_order_relaxed);
-    if (!flags) {
-        flags = computeScalarFlags(scalar);
-        slot.store(flags, std::memory_order_relaxed);
-    }
-    return flags;
+    return scalarFlagCache.get(scalar, [&] { return computeScalarFlags(scalar); });
 }
 
 icu::UnicodeString toUnicode(std::string_view text)

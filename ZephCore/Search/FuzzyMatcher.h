@@ -220,12 +220,14 @@ std::optional<double> score(const Pattern& pattern, const Target& target, double
 
     if (scatterCeiling < floor)
         return std::nullopt;
-    auto preferred = walkSubsequence(pattern, target, true, nullptr);
-    if (!preferred)
-        return std::nullopt;
+    // The preferring walk can run out where the plain one does not: a word start taken early may
+    // leave no room for the rest.
     auto plain = walkSubsequence(pattern, target, false, nullptr);
-    double preferredScore = scatterScore(*preferred, compactCount, count);
-    double plainScore = plain ? scatterScore(*plain, compactCount, count) : 0;
+    if (!plain)
+        return std::nullopt;
+    auto preferred = walkSubsequence(pattern, target, true, nullptr);
+    double plainScore = scatterScore(*plain, compactCount, count);
+    double preferredScore = preferred ? scatterScore(*preferred, compactCount, count) : 0;
     bool plainWins = plainScore > preferredScore;
     double best = plainWins ? plainScore : preferredScore;
     if (best < floor)

@@ -101,6 +101,11 @@ std::optional<int> compareLatinLowercased(std::string_view a, std::string_view b
         auto lowerB = latinScalar(scalarB).lowercased;
         if (!lowerA || !lowerB)
             return std::nullopt;
+        // A combining mark after either scalar may compose with it: the full comparison decides.
+        bool markFollows = (offsetA < a.size() && static_cast<unsigned char>(a[offsetA]) >= 0xCC)
+            || (offsetB < b.size() && static_cast<unsigned char>(b[offsetB]) >= 0xCC);
+        if (markFollows)
+            return std::nullopt;
         if (lowerA != lowerB)
             return lowerA < lowerB ? -1 : 1;
     }

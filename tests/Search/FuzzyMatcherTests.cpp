@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -10,12 +12,12 @@ using namespace zeph;
 
 namespace {
 
-std::optional<Match> matchText(std::string_view query, std::string_view target)
+std::optional<Match> matchText(const std::string& query, const std::string& target)
 {
     return FuzzyMatcher::match(makeQueryText(query), makeMatchText(target));
 }
 
-std::vector<int> range(int first, int last)
+std::vector<int> positions(int first, int last)
 {
     std::vector<int> values;
     for (int value = first; value <= last; ++value)
@@ -23,30 +25,134 @@ std::vector<int> range(int first, int last)
     return values;
 }
 
+struct Expected {
+    const char* query;
+    std::string target;
+    double score;
+    std::vector<int> indices;
+};
+
+// One case per stage boundary worth guarding; the scores are the band formulas written out.
+const std::vector<Expected>& stageCases()
+{
+    static const std::vector<Expected> cases = {
+        // Exact: equal up to case and diacritics, every position highlighted.
+        { "CAFÉ", "Cafe", 1.0, positions(0, 3) },
+        { "cafe", "Café", 1.0, positions(0, 3) },
+        { "Cafe\u0301", "CAFÉ", 1.0, positions(0, 3) },
+        // Prefix.
+        { "sa", "Safari", 0.9 + 0.08 * (2.0 / 6.0), { 0, 1 } },
+        { "cafe", "Café ", 0.9 + 0.08 * (4.0 / 5.0), positions(0, 3) },
+        { "a b", "a bc", 0.9 + 0.08 * (3.0 / 4.0), positions(0, 2) },
+        // A later word start never improves on the prefix.
+        { "sa", "sa sa", 0.9 + 0.08 * (2.0 / 5.0), { 0, 1 } },
+        // Word start, which may end at the very last character.
+        { "app", "Safari App", 0.8 + 0.08 * (3.0 / 10.0), { 7, 8, 9 } },
+        { "code", "Visual Studio Code", 0.8 + 0.08 * (4.0 / 18.0), positions(14, 17) },
+        { "2b", "FileVault2Backup", 0.8 + 0.08 * (2.0 / 16.0), { 9, 10 } },
+        { "b c", "a b c", 0.8 + 0.08 * (3.0 / 5.0), positions(2, 4) },
+        // The first occurrence is inside a word; the later one at a word start wins.
+        { "app", "Happy App", 0.8 + 0.08 * (3.0 / 9.0), { 6, 7, 8 } },
+        // Acronym: word starts may be skipped, the letters must come in order.
+        { "vs", "Visual Studio Code", 0.72 + 0.06 * (2.0 / 3.0), { 0, 7 } },
+        { "vsc", "Visual Studio Code", 0.72 + 0.06 * (3.0 / 3.0), { 0, 7, 14 } },
+        { "vc", "Visual Studio Code", 0.72 + 0.06 * (2.0 / 3.0), { 0, 14 } },
+        { "fvb", "FileVault2Backup", 0.72 + 0.06 * (3.0 / 4.0), { 0, 4, 10 } },
+        { "a b", "a-b", 0.72 + 0.06 * (2.0 / 2.0), { 0, 2 } },
+        // The acronym stage comes before a plain substring at 1.
+        { "ab", "Xab Alpha Beta", 0.72 + 0.06 * (2.0 / 3.0), { 4, 10 } },
+        // Substring: the first occurrence, anywhere.
+        { "ode", "Visual Studio Code", 0.62 + 0.05 * (3.0 / 18.0), positions(15, 17) },
+        { "afari", "Safari", 0.62 + 0.05 * (5.0 / 6.0), positions(1, 5) },
+        { "pp", "xppyypp", 0.62 + 0.05 * (2.0 / 7.0), { 1, 2 } },
+        { "o c", "Studio Code", 0.62 + 0.05 * (3.0 / 11.0), positions(5, 7) },
+        // Scattered: the query is longer than the target, but its compact form is not.
+        { "a b", "ab", 0.25 + (1 * 0.15) / 2.0 + (1 * 0.12) / 1.0, { 0, 1 } },
+        { "a b c", "abc", 0.25 + (1 * 0.15) / 3.0 + (2 * 0.12) / 2.0, { 0, 1, 2 } },
+        { "fb", "xfooxbar",
+            0.25 - std::min(1 * 0.125, 1.0) * 0.05 - std::min(3.0 / 8.0, 1.0) * 0.05, { 1, 5 } },
+        // The word-start-preferring walk takes the "B" at 5 over the plain "b" at 3, and scores
+        // higher.
+        { "ab", "xaxbxB",
+            0.25 + (1 * 0.15) / 2.0 - std::min(1 * 0.125, 1.0) * 0.05
+                - std::min(3.0 / 6.0, 1.0) * 0.05,
+            { 1, 5 } },
+        // Here the preferring walk leaves the run "bc" for the "B" at 6; the plain walk scores
+        // strictly higher.
+        { "abc", "xaxbcxBxc",
+            0.25 + (1 * 0.12) / 2.0 - std::min(1 * 0.125, 1.0) * 0.05
+                - std::min(1.0 / 9.0, 1.0) * 0.05,
+            { 1, 3, 4 } },
+        // Both walks score the same (plain: 1, 2, 5); the preferring one is kept.
+        { "aab", "xaAA-baB",
+            0.25 + (2 * 0.15) / 3.0 + (1 * 0.12) / 2.0 - std::min(2 * 0.125, 1.0) * 0.05
+                - std::min(1.0 / 8.0, 1.0) * 0.05,
+            { 2, 3, 5 } },
+        // Starting late costs up to position 8, and no more after it.
+        { "zq", "aaaaaaazaq",
+            0.25 - std::min(7 * 0.125, 1.0) * 0.05 - std::min(1.0 / 10.0, 1.0) * 0.05, { 7, 9 } },
+        { "zq", "aaaaaaaazaq",
+            0.25 - std::min(8 * 0.125, 1.0) * 0.05 - std::min(1.0 / 11.0, 1.0) * 0.05, { 8, 10 } },
+        // The latest start and a wide spread still stay above the lowest score of 0.1.
+        { "zq", std::string(50, 'a') + "z" + std::string(60, 'a') + "q",
+            0.25 - std::min(50 * 0.125, 1.0) * 0.05 - std::min(60.0 / 112.0, 1.0) * 0.05,
+            { 50, 111 } },
+    };
+    return cases;
+}
+
+// The same target in the three shapes that indexes keep, beside the prepared record.
+struct Shapes {
+    explicit Shapes(const std::string& text)
+        : prepared(makeMatchText(text))
+    {
+        auto count = prepared.chars.size();
+        // Start the bits inside a word, as a line in the middle of an arena does.
+        bits.assign((firstBit + count) / 64 + 2, 0);
+        for (std::size_t index = 0; index < count; ++index) {
+            if (prepared.wordStart[index])
+                bits[(firstBit + index) / 64] |= std::uint64_t { 1 } << ((firstBit + index) % 64);
+        }
+        fitsInBytes = std::all_of(
+            prepared.chars.begin(), prepared.chars.end(), [](char32_t c) { return c < 0x100; });
+        narrow.assign(prepared.chars.begin(), prepared.chars.end());
+        // A prepared text counts CR LF as one character; the byte-wise target never sees one.
+        isPlainASCII = isASCII(text) && text.find("\r\n") == std::string::npos;
+    }
+    std::uint32_t count() const { return static_cast<std::uint32_t>(prepared.chars.size()); }
+
+    static constexpr std::uint64_t firstBit = 61;
+    MatchText prepared;
+    std::vector<std::uint64_t> bits {};
+    std::vector<std::uint8_t> narrow {};
+    bool fitsInBytes = false;
+    bool isPlainASCII = false;
+};
+
+// Calls `check` with each target shape that can hold `shapes`.
+template <typename Check> void forEachShape(const Shapes& shapes, Check&& check)
+{
+    {
+        SCOPED_TRACE("folded, four bytes a character");
+        check(FuzzyMatcher::FoldedTarget<char32_t>(
+            shapes.prepared.chars.data(), shapes.count(), shapes.bits.data(), Shapes::firstBit));
+    }
+    if (shapes.fitsInBytes) {
+        SCOPED_TRACE("folded, one byte a character");
+        check(FuzzyMatcher::FoldedTarget<std::uint8_t>(
+            shapes.narrow.data(), shapes.count(), shapes.bits.data(), Shapes::firstBit));
+    }
+    if (shapes.isPlainASCII) {
+        SCOPED_TRACE("ASCII bytes");
+        check(FuzzyMatcher::AsciiTarget(shapes.prepared.original.data(), shapes.count()));
+    }
+}
+
 } // namespace
 
-TEST(FuzzyMatcher, EachStageScoresInItsBand)
+TEST(FuzzyMatcher, EachStageScoresInItsBandWithItsIndices)
 {
-    struct Case {
-        const char* query;
-        const char* target;
-        double score;
-        std::vector<int> indices;
-    };
-    const Case cases[] = {
-        { "CAFÉ", "Cafe", 1.0, range(0, 3) },
-        { "sa", "Safari", 0.9 + 0.08 * (2.0 / 6.0), { 0, 1 } },
-        { "app", "Safari App", 0.8 + 0.08 * (3.0 / 10.0), { 7, 8, 9 } },
-        { "code", "Visual Studio Code", 0.8 + 0.08 * (4.0 / 18.0), range(14, 17) },
-        { "vs", "Visual Studio Code", 0.72 + 0.06 * (2.0 / 3.0), { 0, 7 } },
-        { "a b", "a-b", 0.72 + 0.06 * (2.0 / 2.0), { 0, 2 } },
-        { "ode", "Visual Studio Code", 0.62 + 0.05 * (3.0 / 18.0), range(15, 17) },
-        // The word start at 0 belongs to the prefix stage; "afari" is a plain substring.
-        { "afari", "Safari", 0.62 + 0.05 * (5.0 / 6.0), range(1, 5) },
-        // Q is longer than T here, yet the compacted query matches scattered: runs and starts.
-        { "a b", "ab", 0.25 + (1 * 0.15) / 2.0 + (1 * 0.12) / 1.0, { 0, 1 } },
-    };
-    for (auto& testCase : cases) {
+    for (auto& testCase : stageCases()) {
         SCOPED_TRACE(std::string(testCase.query) + " / " + testCase.target);
         auto match = matchText(testCase.query, testCase.target);
         ASSERT_TRUE(match);
@@ -55,79 +161,136 @@ TEST(FuzzyMatcher, EachStageScoresInItsBand)
     }
 }
 
-TEST(FuzzyMatcher, ScatteredScoreCountsStartsRunsLatenessAndGaps)
-{
-    // "fb" in "xfooxbar": f at 1 (not a start), b at 5 (not a start): no runs, first 1, gaps 3.
-    auto match = matchText("fb", "xfooxbar");
-    ASSERT_TRUE(match);
-    EXPECT_EQ(match->indices, (std::vector<int> { 1, 5 }));
-    EXPECT_DOUBLE_EQ(match->score, 0.25 + (0 * 0.15) / 2.0 + (0 * 0.12) / 1.0 - 0.125 * 0.05 - (3.0 / 8.0) * 0.05);
-
-    // The late-start penalty is fully lost from position 8 onward.
-    auto late = matchText("zq", "aaaaaaaaazaq");
-    ASSERT_TRUE(late);
-    EXPECT_DOUBLE_EQ(late->score, 0.25 - 1.0 * 0.05 - (1.0 / 12.0) * 0.05);
-
-    // The word-start-preferring walk picks "b" of "Bar" over the earlier "b" of "xbx".
-    auto preferred = matchText("fb", "foo xbx Bar");
-    ASSERT_TRUE(preferred);
-    EXPECT_EQ(preferred->indices, (std::vector<int> { 0, 8 }));
-}
-
 TEST(FuzzyMatcher, NothingMatchesAnEmptyQueryOrTarget)
 {
-    for (auto query : { "", "   ", "\t" }) {
+    for (auto query : { "", "   ", "\t", "\u3000 " }) {
         SCOPED_TRACE(query);
         EXPECT_FALSE(matchText(query, "abc"));
         EXPECT_FALSE(matchText(query, ""));
+        EXPECT_FALSE(matchText(query, " "));
     }
-    EXPECT_FALSE(matchText("a", ""));
-    EXPECT_FALSE(matchText("abc", "ab"));
-    EXPECT_FALSE(matchText("ba", "ab"));
+    for (auto query : { "a", "a b", "é" }) {
+        SCOPED_TRACE(query);
+        EXPECT_FALSE(matchText(query, ""));
+    }
 }
 
-TEST(FuzzyMatcher, ArenaTargetsAgreeWithPreparedRecords)
+TEST(FuzzyMatcher, QueryThatIsNoSubsequenceNeverMatches)
 {
-    const char* targets[] = { "Visual Studio Code", "Safari App", "FileVault2Backup", "x-ray", "/usr/share/doc/libpython3.11",
-        "HTTPServer", "a - b", "Café Crème", "Zürich Straße", "naïve façade", "日本語 テキスト", "Ωmega Σigma" };
-    const char* queries[] = { "vsc", "code", "app", "fv2b", "ray", "usrshrdoc", "server", "a b", "cafe", "creme", "zur",
-        "strasse", "naive", "本", "omega", "e", "zzz" };
-    for (auto targetText : targets) {
-        auto prepared = makeMatchText(targetText);
-        std::vector<std::uint64_t> bits(prepared.chars.size() / 64 + 1);
-        for (std::size_t index = 0; index < prepared.wordStart.size(); ++index)
-            bits[index / 64] |= std::uint64_t { prepared.wordStart[index] } << (index % 64);
-        std::vector<std::uint8_t> narrow(prepared.chars.begin(), prepared.chars.end());
-        bool fitsInBytes = std::all_of(prepared.chars.begin(), prepared.chars.end(), [](char32_t c) { return c < 0x100; });
-        for (auto queryText : queries) {
-            SCOPED_TRACE(std::string(queryText) + " / " + targetText);
+    struct Case {
+        const char* query;
+        const char* target;
+    };
+    const Case cases[] = {
+        { "abc", "ab" },
+        { "a b c d", "abc" },
+        { "ba", "ab" },
+        { "sv", "Visual Studio Code" },
+        // A tab inside the query is a character to find, unlike a space.
+        { "a\tb", "a b" },
+    };
+    for (auto& testCase : cases) {
+        SCOPED_TRACE(std::string(testCase.query) + " / " + testCase.target);
+        EXPECT_FALSE(matchText(testCase.query, testCase.target));
+    }
+    ASSERT_TRUE(matchText("a\tb", "A\tB"));
+    EXPECT_EQ(matchText("a\tb", "A\tB")->score, 1.0);
+}
+
+TEST(FuzzyMatcher, ScatteredMatchFallsBackToThePlainWalk)
+{
+    // The preferring walk takes the "a" at the word start 5 and then finds no "b" after it;
+    // the plain walk still finds 1, 3, and the target matches through it.
+    auto match = matchText("ab", "xaxb a");
+    ASSERT_TRUE(match);
+    EXPECT_DOUBLE_EQ(
+        match->score, 0.25 - std::min(1 * 0.125, 1.0) * 0.05 - std::min(1.0 / 6.0, 1.0) * 0.05);
+    EXPECT_EQ(match->indices, (std::vector<int> { 1, 3 }));
+}
+
+TEST(FuzzyMatcher, IndexShapesScoreExactlyLikePreparedRecords)
+{
+    std::vector<std::string> targets;
+    for (auto& testCase : stageCases())
+        targets.push_back(testCase.target);
+    const char* more[] = { "/usr/share/doc/libpython3.11/copyright", "HTTPServer", "Zürich Straße",
+        "naïve façade", "日本語 テキスト", "Ωmega Σigma", "Cafe\u0301 Noir", "a\r\nb", "" };
+    for (auto text : more)
+        targets.push_back(text);
+    // Long enough that word starts lie in several 64-bit words.
+    targets.push_back("Some Very Long Title With Many Words That Goes Past Sixty Four Characters "
+                      "And Ends In Code");
+    targets.push_back(std::string(70, 'x') + "Zeta Été end");
+
+    std::vector<std::string> queries;
+    for (auto& testCase : stageCases())
+        queries.push_back(testCase.query);
+    for (auto query : { "usrshrdoc", "server", "zur", "strasse", "naive", "本", "omega", "e", "zzz",
+             "cn", "a b", "swc", "code", "ete", "zee", "x", " ", "" })
+        queries.push_back(query);
+
+    for (auto& text : targets) {
+        Shapes shapes(text);
+        for (auto& queryText : queries) {
+            SCOPED_TRACE(queryText + " / " + text);
             auto pattern = FuzzyMatcher::makePattern(makeQueryText(queryText));
-            std::vector<int> expectedIndices;
-            auto expected = FuzzyMatcher::score(pattern, FuzzyMatcher::MatchTextTarget(prepared), 0, &expectedIndices);
-            EXPECT_EQ(FuzzyMatcher::contains(pattern, FuzzyMatcher::MatchTextTarget(prepared)), expected.has_value());
-            auto check = [&](const auto& target) {
+            auto expected = FuzzyMatcher::match(makeQueryText(queryText), shapes.prepared);
+            forEachShape(shapes, [&](const auto& target) {
                 std::vector<int> indices;
-                auto found = FuzzyMatcher::score(pattern, target, 0, &indices);
-                EXPECT_EQ(found, expected);
-                if (found) {
-                    EXPECT_EQ(indices, expectedIndices);
+                auto score = FuzzyMatcher::score(pattern, target, 0, &indices);
+                ASSERT_EQ(score.has_value(), expected.has_value());
+                if (score) {
+                    EXPECT_EQ(*score, expected->score);
+                    EXPECT_EQ(indices, expected->indices);
                 }
-            };
-            check(FuzzyMatcher::FoldedTarget<char32_t>(prepared.chars.data(), static_cast<std::uint32_t>(prepared.chars.size()), bits.data(), 0));
-            if (fitsInBytes)
-                check(FuzzyMatcher::FoldedTarget<std::uint8_t>(narrow.data(), static_cast<std::uint32_t>(narrow.size()), bits.data(), 0));
-            if (isASCII(targetText))
-                check(FuzzyMatcher::AsciiTarget(targetText, static_cast<std::uint32_t>(std::strlen(targetText))));
+                // Without a place for indices, the score is the same.
+                EXPECT_EQ(FuzzyMatcher::score(pattern, target), score);
+            });
         }
     }
 }
 
-TEST(FuzzyMatcher, FloorPrunesOnlyBelowTheScore)
+TEST(FuzzyMatcher, FloorKeepsAnEqualScoreAndDropsALowerOne)
 {
-    auto pattern = FuzzyMatcher::makePattern(makeQueryText("app"));
-    auto target = makeMatchText("Safari App");
-    double score = 0.8 + 0.08 * (3.0 / 10.0);
-    EXPECT_EQ(FuzzyMatcher::score(pattern, FuzzyMatcher::MatchTextTarget(target), score), score);
-    EXPECT_FALSE(FuzzyMatcher::score(pattern, FuzzyMatcher::MatchTextTarget(target), std::nextafter(score, 1.0)));
-    EXPECT_GE(FuzzyMatcher::bestPossibleScore(pattern, 10), score);
+    for (auto& testCase : stageCases()) {
+        SCOPED_TRACE(std::string(testCase.query) + " / " + testCase.target);
+        Shapes shapes(testCase.target);
+        auto pattern = FuzzyMatcher::makePattern(makeQueryText(testCase.query));
+        auto expected = FuzzyMatcher::match(makeQueryText(testCase.query), shapes.prepared);
+        ASSERT_TRUE(expected);
+        // Indexes prune on this bound before matching; it must never be below a real score.
+        EXPECT_GE(FuzzyMatcher::bestPossibleScore(pattern, shapes.count()), expected->score);
+        auto check = [&](const auto& target) {
+            EXPECT_EQ(FuzzyMatcher::score(pattern, target, expected->score), expected->score);
+            EXPECT_FALSE(
+                FuzzyMatcher::score(pattern, target, std::nextafter(expected->score, 2.0)));
+            EXPECT_FALSE(FuzzyMatcher::score(pattern, target, 1.0 + 1e-9));
+        };
+        check(FuzzyMatcher::MatchTextTarget(shapes.prepared));
+        forEachShape(shapes, check);
+    }
+}
+
+TEST(FuzzyMatcher, ContainsAgreesWithWhetherTheTargetMatches)
+{
+    const char* queries[]
+        = { "a", "ab", "ba", "a b", "abc", "sv", "vs", "code", "xq", "é", "aab", "zq" };
+    std::vector<std::string> targets
+        = { "Visual Studio Code", "xaxb a", "ab", "a-b", "b-a", "Café", "zaq", "" };
+    for (auto& testCase : stageCases())
+        targets.push_back(testCase.target);
+    for (auto& text : targets) {
+        Shapes shapes(text);
+        for (auto query : queries) {
+            SCOPED_TRACE(std::string(query) + " / " + text);
+            auto pattern = FuzzyMatcher::makePattern(makeQueryText(query));
+            bool matches = FuzzyMatcher::match(makeQueryText(query), shapes.prepared).has_value();
+            EXPECT_EQ(
+                FuzzyMatcher::contains(pattern, FuzzyMatcher::MatchTextTarget(shapes.prepared)),
+                matches);
+            forEachShape(shapes, [&](const auto& target) {
+                EXPECT_EQ(FuzzyMatcher::contains(pattern, target), matches);
+            });
+        }
+    }
 }

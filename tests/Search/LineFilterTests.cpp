@@ -1,5 +1,11 @@
 #include "Search/LineFilter.h"
+
 #include "Search/Ranker.h"
+
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -7,105 +13,217 @@ using namespace zeph;
 
 namespace {
 
-const char* const lines[] = { "Safari", "Visual Studio Code", "", "Safari App", "code", "CODE", "Terminal", "Café Crème",
-    "cafe", "Zürich", "/usr/share/doc/libpython3.11/copyright", "x-ray", "FileVault2Backup", "日本語", "a b c", "abc",
-    "vscode", "Code Review Notes", "codec", "decode", "encoder", "Cafe\xCC\x81 Noir", "ab", "a-b" };
+// More results than there are lines.
+constexpr int everything = 1000;
 
-std::string joined()
+// Line number (as the id), title and score of each result, best first.
+using Rows = std::vector<std::tuple<std::string, std::string, double>>;
+
+// ASCII lines, lines whose folded characters fit in a byte and lines that need four bytes,
+// with empty lines, CR LF endings, duplicates and lines longer than a 64-bit word of word starts.
+const std::vector<std::string> lines = {
+    "Safari",
+    "Visual Studio Code",
+    "",
+    "Safari App",
+    "code",
+    "CODE",
+    "Terminal",
+    "Café Crème",
+    "cafe",
+    "Zürich",
+    "/usr/share/doc/libpython3.11/copyright",
+    "x-ray",
+    "FileVault2Backup",
+    "日本語",
+    "a b c",
+    "abc",
+    "vscode",
+    "Code Review Notes",
+    "codec",
+    "decode",
+    "",
+    "encoder",
+    "Cafe\u0301 Noir",
+    "ab",
+    "a-b",
+    "code",
+    "Ωmega Σigma",
+    "naïve façade",
+    "Straße",
+    "\U0001F468\u200D\U0001F469\u200D\U0001F467 family",
+    "\U0001F1EB\U0001F1F7 Paris",
+    "HTTPServer",
+    "snake_case_code.cpp",
+    "Übersicht über alle Dokumente und Codebeispiele im Projektordner 2024",
+    "a very long line of plain text that goes well past sixty four characters and ends with code",
+    "Éric's Code",
+    "cod",
+    "c o d e",
+    "Codex",
+    "\u1112\u1161\u11AB code",
+    "e\u0301",
+    "é",
+};
+
+// Every third line ends in CR LF, and the last line has no ending at all.
+std::string input()
 {
     std::string text;
-    for (auto line : lines)
-        (text += line) += '\n';
+    for (std::size_t index = 0; index < lines.size(); ++index) {
+        text += lines[index];
+        if (index + 1 < lines.size())
+            text += index % 3 == 2 ? "\r\n" : "\n";
+    }
     return text;
 }
 
-// The same lines ranked the launcher's way, as items of kind file identified by line number.
-std::vector<std::pair<std::string, double>> ranked(const char* query, int limit)
+// The same lines ranked the launcher's way: items of kind file, identified by line number.
+Rows ranked(const std::string& query, int limit, double minimumScore)
 {
     std::vector<IndexedItem> items;
-    int number = 0;
-    for (auto line : lines) {
-        ++number;
-        if (*line)
-            items.push_back(makeIndexedItem(SearchItem { .id = std::to_string(number), .title = line, .kind = ItemKind::file }));
+    for (std::size_t index = 0; index < lines.size(); ++index) {
+        if (!lines[index].empty()) {
+            items.push_back(makeIndexedItem(SearchItem {
+                .id = std::to_string(index + 1), .title = lines[index], .kind = ItemKind::file }));
+        }
     }
-    std::vector<std::pair<std::string, double>> results;
-    for (auto& result : Ranker {}.rank(items, makeQueryText(query), {}, limit))
-        results.emplace_back(result.item.title, result.score);
-    return results;
+    Rows rows;
+    Ranker ranker { .learningWeight = 0.9, .minimumMatchScore = minimumScore };
+    for (auto& result : ranker.rank(items, makeQueryText(query), {}, limit))
+        rows.emplace_back(result.item.id, result.item.title, result.score);
+    return rows;
 }
 
-std::vector<std::pair<std::string, double>> filtered(LineFilter& filter, const char* query, std::optional<std::size_t> limit)
+Rows filtered(LineFilter& filter, const std::string& query, std::optional<std::size_t> limit,
+    double minimumScore = 0.2, unsigned threads = 1)
 {
-    std::vector<std::pair<std::string, double>> results;
-    for (auto& hit : filter.search(makeQueryText(query), { .limit = limit }))
-        results.emplace_back(std::string(filter.title(hit.item)), hit.score);
-    return results;
+    Rows rows;
+    for (auto& hit : filter.search(makeQueryText(query),
+             { .limit = limit, .minimumScore = minimumScore, .threads = threads })) {
+        rows.emplace_back(std::to_string(filter.lineNumber(hit.item)),
+            std::string(filter.title(hit.item)), hit.score);
+    }
+    return rows;
 }
+
+const char* const queries[] = { "code", "c", "cod", "co de", "cafe", "a b", "vsc", "sa",
+    "usrshrdoc", "zur", "本", "e", "é", "zzqx", "omega", "strasse", "naive",
+    "\U0001F468\u200D\U0001F469\u200D\U0001F467", "한", "ü", "uber", "paris", "ltc" };
 
 } // namespace
 
-TEST(LineFilter, AgreesWithTheRanker)
+TEST(LineFilter, LinesKeepTheirNumbersEndingsAndRepairs)
 {
-    LineFilter filter { InputBuffer(joined()) };
-    for (auto query : { "code", "c", "cafe", "a b", "vsc", "sa", "usrshrdoc", "zur", "本", "e", "zzqx" }) {
-        for (int limit : { 1, 3, 1000 }) {
-            SCOPED_TRACE(std::string(query) + " limit " + std::to_string(limit));
-            filter.forgetPreviousQuery();
-            EXPECT_EQ(filtered(filter, query, static_cast<std::size_t>(limit)), ranked(query, limit));
+    LineFilter filter { InputBuffer(std::string("\n\none\r\n\n\r\nt\xFFo\r\n\nlast\r")) };
+    ASSERT_EQ(filter.size(), 3u);
+    EXPECT_EQ(filter.title(0), "one");
+    EXPECT_EQ(filter.title(1), "t\uFFFDo");
+    EXPECT_EQ(filter.title(2), "last\r");
+    EXPECT_EQ(filter.lineNumber(0), 3u);
+    EXPECT_EQ(filter.lineNumber(1), 6u);
+    EXPECT_EQ(filter.lineNumber(2), 8u);
+    EXPECT_EQ(filter.characterCount(1), 3u);
+    // The repaired line is found by the repaired text.
+    EXPECT_EQ(filtered(filter, "T\xFFO", {}), (Rows { { "6", "t\uFFFDo", 1.0 } }));
+
+    LineFilter empty { InputBuffer(std::string("\n\r\n\n")) };
+    EXPECT_EQ(empty.size(), 0u);
+    EXPECT_TRUE(filtered(empty, "a", {}).empty());
+}
+
+TEST(LineFilter, ResultsAgreeWithTheRanker)
+{
+    LineFilter filter { InputBuffer(input()) };
+    ASSERT_EQ(filter.size(), lines.size() - 2);
+    for (double minimumScore : { 0.2, 0.0 }) {
+        for (auto query : queries) {
+            for (int limit : { 1, 3, everything }) {
+                SCOPED_TRACE(std::string(query) + ", limit " + std::to_string(limit) + ", minimum "
+                    + std::to_string(minimumScore));
+                filter.forgetPreviousQuery();
+                auto expected = ranked(query, limit, minimumScore);
+                auto limitOption
+                    = limit == everything ? std::nullopt : std::optional<std::size_t>(limit);
+                EXPECT_EQ(filtered(filter, query, limitOption, minimumScore), expected);
+            }
         }
     }
 }
 
 TEST(LineFilter, NarrowingGivesTheSameResultsAsAFreshSearch)
 {
-    LineFilter filter { InputBuffer(joined()) };
-    std::vector<std::pair<std::string, double>> typed;
-    for (auto query : { "c", "co", "cod", "code" })
-        typed = filtered(filter, query, std::nullopt);
-    EXPECT_EQ(typed, ranked("code", 1000));
-    // A change that does not narrow looks at every line again.
-    EXPECT_EQ(filtered(filter, "x", std::nullopt), ranked("x", 1000));
-    // Limits never shrink what the next keystroke may narrow from.
+    LineFilter filter { InputBuffer(input()) };
+    Rows typed;
+    for (auto query : { "c", "co", "cod" })
+        typed = filtered(filter, query, {});
+    filter.forgetPreviousQuery();
+    EXPECT_EQ(typed, filtered(filter, "cod", {}));
+    EXPECT_EQ(typed, ranked("cod", everything, 0.2));
+
+    // Changes that do not narrow look at every line again.
+    filtered(filter, "cod", {});
+    EXPECT_EQ(filtered(filter, "x", {}), ranked("x", everything, 0.2));
+    filtered(filter, "cod", {});
+    EXPECT_EQ(filtered(filter, "co", {}), ranked("co", everything, 0.2));
+    filtered(filter, "code", {});
+    EXPECT_EQ(filtered(filter, "cafe", {}), ranked("cafe", everything, 0.2));
+
+    // A limit prunes what is shown, never what the next keystroke may narrow from.
     filtered(filter, "c", 1);
-    EXPECT_EQ(filtered(filter, "co", std::nullopt), ranked("co", 1000));
+    EXPECT_EQ(filtered(filter, "co", {}), ranked("co", everything, 0.2));
+    filtered(filter, "e", 1, 0.9);
+    EXPECT_EQ(filtered(filter, "ed", {}), ranked("ed", everything, 0.2));
+    // The compacted query alone decides narrowing, so inner spaces may come and go.
+    filtered(filter, "cod", {});
+    EXPECT_EQ(filtered(filter, "co d", {}), ranked("co d", everything, 0.2));
+    // A search that is answered without looking leaves the next one right.
+    filtered(filter, "zzqx", 0);
+    filtered(filter, "", {});
+    EXPECT_EQ(filtered(filter, "code", {}), ranked("code", everything, 0.2));
 }
 
-TEST(LineFilter, LinesKeepNumbersEndingsAndRepairs)
+TEST(LineFilter, NothingIsFoundForNoRoomOrAnEmptyQuery)
 {
-    LineFilter filter { InputBuffer(std::string("one\r\n\n\nt\xffo\nthree")) };
-    ASSERT_EQ(filter.size(), 3u);
-    EXPECT_EQ(filter.title(0), "one");
-    EXPECT_EQ(filter.title(1), "t\xEF\xBF\xBDo");
-    EXPECT_EQ(filter.title(2), "three");
-    EXPECT_EQ(filter.lineNumber(0), 1u);
-    EXPECT_EQ(filter.lineNumber(1), 4u);
-    EXPECT_EQ(filter.lineNumber(2), 5u);
-    EXPECT_TRUE(filter.search(makeQueryText("one"), { .limit = 0 }).empty());
+    LineFilter filter { InputBuffer(input()) };
+    EXPECT_TRUE(filtered(filter, "code", 0).empty());
+    EXPECT_TRUE(filtered(filter, "", {}).empty());
+    EXPECT_TRUE(filtered(filter, " \t ", {}).empty());
 }
 
 TEST(LineFilter, ThreadsChangeNothing)
 {
+    // Enough lines that the search splits across two threads; a mix of ASCII and folded lines.
     std::string text;
-    for (int index = 0; index < 120'000; ++index)
-        text += "/srv/data/" + std::to_string(index * 7919 % 100'003) + (index % 3 ? "/code.txt\n" : "/Café/notes.md\n");
-    LineFilter filter { InputBuffer(text) };
-    for (auto query : { "code", "cafe 12", "srvdata9" }) {
-        SCOPED_TRACE(query);
-        for (std::optional<std::size_t> limit : { std::optional<std::size_t> {}, std::optional<std::size_t> { 50 } }) {
+    for (int index = 0; index < 120'000; ++index) {
+        auto number = std::to_string(index * 7919 % 100'003);
+        text += index % 3 ? "/srv/data/" + number + "/code.txt\n"
+                          : "/srv/Café/" + number + "/notes.md\n";
+    }
+    LineFilter filter { InputBuffer(std::move(text)) };
+    for (auto query : { "code", "cafe 12" }) {
+        for (std::optional<std::size_t> limit :
+            { std::optional<std::size_t> {}, std::optional<std::size_t> { 50 } }) {
+            SCOPED_TRACE(std::string(query) + (limit ? ", limit 50" : ", no limit"));
             filter.forgetPreviousQuery();
             auto single = filter.search(makeQueryText(query), { .limit = limit, .threads = 1 });
             filter.forgetPreviousQuery();
-            EXPECT_EQ(filter.search(makeQueryText(query), { .limit = limit, .threads = 2 }), single);
+            auto both = filter.search(makeQueryText(query), { .limit = limit, .threads = 2 });
+            EXPECT_FALSE(single.empty());
+            EXPECT_EQ(both, single);
         }
     }
 }
 
-TEST(LineFilter, HighlightsMatchThePreparedTitle)
+TEST(LineFilter, HighlightsAreThoseOfThePreparedTitle)
 {
-    LineFilter filter { InputBuffer(joined()) };
-    auto pattern = FuzzyMatcher::makePattern(makeQueryText("crem"));
-    auto match = filter.match(pattern, 6); // The empty line is not an item.
-    ASSERT_TRUE(match);
-    EXPECT_EQ(match, FuzzyMatcher::match(makeQueryText("crem"), makeMatchText("Café Crème")));
+    LineFilter filter { InputBuffer(input()) };
+    for (auto query : queries) {
+        auto pattern = FuzzyMatcher::makePattern(makeQueryText(query));
+        for (std::uint32_t item = 0; item < filter.size(); ++item) {
+            SCOPED_TRACE(std::string(query) + " / " + std::string(filter.title(item)));
+            EXPECT_EQ(filter.match(pattern, item),
+                FuzzyMatcher::match(makeQueryText(query), makeMatchText(filter.title(item))));
+        }
+    }
 }

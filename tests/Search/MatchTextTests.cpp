@@ -11,13 +11,6 @@ namespace {
 
 const char* const family = "\U0001F468\u200D\U0001F469\u200D\U0001F467";
 
-std::string scalarText(char32_t scalar)
-{
-    std::string text;
-    appendUTF8(text, scalar);
-    return text;
-}
-
 } // namespace
 
 TEST(MatchText, FoldingGivesOneCharacterForOne)
@@ -188,7 +181,7 @@ TEST(MatchText, LatinShortcutAgreesWithTheFullRules)
     // character forces the full rules over the same characters.
     for (char32_t scalar = 0; scalar < latinLimit; ++scalar) {
         SCOPED_TRACE(static_cast<unsigned>(scalar));
-        auto character = scalarText(scalar);
+        auto character = characterText(scalar);
         auto latin = "a" + character + "A" + character + "1" + character + "-" + character + "a";
         auto shortcut = makeMatchText(latin);
         auto full = makeMatchText(latin + "日");

@@ -32,13 +32,6 @@ std::string bytes(std::initializer_list<unsigned char> values)
     return text;
 }
 
-std::string scalarText(char32_t scalar)
-{
-    std::string text;
-    appendUTF8(text, scalar);
-    return text;
-}
-
 } // namespace
 
 TEST(Text, EachIllFormedSubpartBecomesOneReplacementCharacter)
@@ -208,7 +201,7 @@ TEST(Text, InterningFromTwoThreadsAgreesOnEveryCode)
     std::vector<std::string> clusters;
     for (char letter = 'a'; letter <= 'z'; ++letter) {
         for (char32_t mark = 0x350; mark < 0x360; ++mark)
-            clusters.push_back(std::string(1, letter) + scalarText(mark));
+            clusters.push_back(std::string(1, letter) + characterText(mark));
     }
     auto intern = [&](std::vector<Character>& codes) {
         for (auto& cluster : clusters)
@@ -257,7 +250,7 @@ TEST(Text, LatinTableAgreesWithTheFullRules)
     // The table stands in for ICU on the hot paths, so it must give exactly what ICU gives.
     for (char32_t scalar = 0; scalar < latinLimit; ++scalar) {
         SCOPED_TRACE(static_cast<unsigned>(scalar));
-        auto text = scalarText(scalar);
+        auto text = characterText(scalar);
         auto& latin = latinScalar(scalar);
         EXPECT_EQ(graphemeCount(text), 1u);
         EXPECT_EQ(static_cast<Character>(latin.folded), foldCharacter(text));

@@ -49,27 +49,41 @@ Character foldCharacter(std::string_view cluster)
 
 namespace {
 
+// Decides word starts character by character, from the characters before folding.
+class WordStarts {
+public:
+    bool next(bool isSeparator, const CharacterProperties& properties)
+    {
+        bool isStart = !isSeparator
+            && (m_isFirst || m_previousIsSeparator || (properties.isUppercase && m_previousIsLower)
+                || properties.isNumber != m_previousIsNumber);
+        m_isFirst = false;
+        m_previousIsSeparator = isSeparator;
+        m_previousIsLower = properties.isLowercase;
+        m_previousIsNumber = properties.isNumber;
+        return isStart;
+    }
+
+private:
+    bool m_isFirst = true;
+    bool m_previousIsSeparator = false;
+    bool m_previousIsLower = false;
+    bool m_previousIsNumber = false;
+};
+
 // Text whose scalars are all below latinLimit: each scalar is a character, and the table folds it.
 // Yields false, having prepared nothing useful, at the first scalar that needs the full rules.
 bool prepareLatin(std::string_view text, PreparedCharacters& prepared)
 {
-    bool previousIsSeparator = true;
-    bool previousIsLower = false;
-    bool previousIsNumber = false;
+    WordStarts wordStarts;
     for (std::size_t offset = 0; offset < text.size();) {
         auto scalar = decodeScalar(text, offset);
         if (scalar >= latinLimit || scalar == U'\r')
             return false;
         auto& latin = latinScalar(scalar);
         bool isSeparator = scalar < 0x80 && Ascii::isSeparator(static_cast<unsigned char>(scalar));
-        bool isStart = !isSeparator
-            && (prepared.chars.empty() || previousIsSeparator || (latin.properties.isUppercase && previousIsLower)
-                || latin.properties.isNumber != previousIsNumber);
         prepared.chars.push_back(latin.folded);
-        prepared.wordStart.push_back(isStart);
-        previousIsSeparator = isSeparator;
-        previousIsLower = latin.properties.isLowercase;
-        previousIsNumber = latin.properties.isNumber;
+        prepared.wordStart.push_back(wordStarts.next(isSeparator, latin.properties));
     }
     return true;
 }
@@ -87,23 +101,13 @@ void prepareCharacters(std::string_view validText, PreparedCharacters& prepared)
     auto count = boundaries.size() - 1;
     prepared.chars.resize(count);
     prepared.wordStart.assign(count, false);
-    // Word starts look at the characters before folding, where case is still visible.
-    bool previousIsSeparator = true;
-    bool previousIsLower = false;
-    bool previousIsNumber = false;
+    WordStarts wordStarts;
     for (std::size_t index = 0; index < count; ++index) {
         auto cluster = clusterAt(validText, boundaries, index);
         prepared.chars[index] = foldCharacter(cluster);
         bool isSeparator = cluster.size() == 1 && Ascii::isSeparator(static_cast<unsigned char>(cluster[0]));
         std::size_t offset = 0;
-        auto properties = characterProperties(decodeScalar(cluster, offset));
-        if (!isSeparator) {
-            prepared.wordStart[index] = index == 0 || previousIsSeparator
-                || (properties.isUppercase && previousIsLower) || properties.isNumber != previousIsNumber;
-        }
-        previousIsSeparator = isSeparator;
-        previousIsLower = properties.isLowercase;
-        previousIsNumber = properties.isNumber;
+        prepared.wordStart[index] = wordStarts.next(isSeparator, characterProperties(decodeScalar(cluster, offset)));
     }
 }
 

@@ -104,7 +104,7 @@ int run(const FilterOptions& options)
     auto input = readStandardInput();
     if (!input)
         return fail(input.error().message);
-    LineFilter filter(std::move(*input));
+    LineFilter filter(std::move(*input), options.threads);
     LineFilter::Options searchOptions { .limit = options.limit, .minimumScore = options.minimumScore, .threads = options.threads };
     if (options.repeatMilliseconds || options.typing)
         return measure(filter, options, searchOptions);

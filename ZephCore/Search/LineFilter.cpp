@@ -17,6 +17,8 @@ namespace {
 // Below this many items, starting threads costs more than it saves.
 constexpr std::size_t itemsPerThread = 50'000;
 constexpr std::uint32_t chunkSize = 8192;
+// Below this many bytes, the input is prepared on one thread.
+constexpr std::size_t bytesPerThread = std::size_t { 4 } << 20;
 
 bool isSubsequence(std::u32string_view needle, std::u32string_view haystack)
 {
@@ -30,13 +32,76 @@ bool isSubsequence(std::u32string_view needle, std::u32string_view haystack)
     return true;
 }
 
-void appendBits(std::vector<std::uint64_t>& bits, std::size_t firstBit, const std::vector<bool>& values)
+void setBits(std::uint64_t* bits, std::size_t firstBit, const std::vector<bool>& values)
 {
-    bits.resize((firstBit + values.size() + 63) / 64 + 1, 0);
     for (std::size_t index = 0; index < values.size(); ++index) {
         if (values[index])
             bits[(firstBit + index) / 64] |= std::uint64_t { 1 } << ((firstBit + index) % 64);
     }
+}
+
+// Enough 64-bit words for `bits` bits, and one more, so that a word-wise scan may read past the
+// end.
+std::size_t wordsFor(std::size_t bits)
+{
+    return bits / 64 + 2;
+}
+
+std::size_t roundedToWord(std::size_t bits)
+{
+    return (bits + 63) / 64 * 64;
+}
+
+// The line that starts at `offset`, without its line break.
+std::string_view lineAt(std::string_view input, std::size_t offset)
+{
+    auto end = input.find('\n', offset);
+    if (end == std::string_view::npos)
+        end = input.size();
+    else if (end > offset && input[end - 1] == '\r')
+        --end;
+    return input.substr(offset, end - offset);
+}
+
+// Latin text folded into one byte a character, with its word starts.
+struct LatinScratch {
+    std::vector<std::uint8_t> chars;
+    std::vector<std::uint64_t> wordStarts;
+
+    std::optional<std::uint32_t> prepare(
+        std::string_view text, std::size_t capacity, std::uint64_t& mask)
+    {
+        chars.resize(std::max(chars.size(), capacity));
+        wordStarts.assign(wordsFor(capacity), 0);
+        return prepareLatinBytes(text, chars.data(), wordStarts.data(), 0, mask);
+    }
+    void prepare(std::string_view text, std::uint32_t count)
+    {
+        std::uint64_t mask = 0;
+        verify(prepare(text, count, mask) == count);
+    }
+};
+
+// The character count and class mask of Latin text, or nothing for other text.
+std::optional<std::uint32_t> latinCharacters(std::string_view validText, std::uint64_t& mask)
+{
+    thread_local LatinScratch scratch;
+    return scratch.prepare(validText, validText.size(), mask);
+}
+
+unsigned threadCount(unsigned requested)
+{
+    return requested ? requested : std::max(1u, std::thread::hardware_concurrency());
+}
+
+// The order of hits by their numbers alone: what remains is ordering ties by title.
+bool precedesByNumbers(const LineFilter::Hit& a, const LineFilter::Hit& b)
+{
+    if (a.score != b.score)
+        return a.score > b.score;
+    if (a.characterCount != b.characterCount)
+        return a.characterCount < b.characterCount;
+    return a.item < b.item;
 }
 
 } // namespace
@@ -49,143 +114,273 @@ struct LineFilter::Worker {
     double floor = 0;
 };
 
-LineFilter::LineFilter(InputBuffer input)
+LineFilter::LineFilter(InputBuffer input, unsigned threads)
     : m_input(std::move(input))
 {
     auto text = m_input.text();
     verify(text.size() < std::numeric_limits<std::uint32_t>::max());
-    const char* data = text.data();
-    std::size_t size = text.size();
-    for (std::size_t start = 0; start < size;) {
-        auto* newline = static_cast<const char*>(std::memchr(data + start, '\n', size - start));
-        std::size_t end = newline ? static_cast<std::size_t>(newline - data) : size;
-        std::size_t next = newline ? end + 1 : size;
-        if (end > start && data[end - 1] == '\r' && newline)
-            --end;
-        if (end == start)
-            m_emptyLinesBefore.push_back(static_cast<std::uint32_t>(m_lines.size()));
-        else
-            addLine(static_cast<std::uint32_t>(start), static_cast<std::uint32_t>(end - start));
+    auto stretches = static_cast<unsigned>(std::min<std::size_t>(
+        threadCount(threads), std::max<std::size_t>(1, text.size() / bytesPerThread)));
+    // Stretches start at line starts; every non-empty line takes at least two bytes but the last.
+    std::vector<std::size_t> bounds { 0 };
+    for (unsigned index = 1; index < stretches; ++index) {
+        auto from = std::max(bounds.back(), text.size() * index / stretches);
+        auto newline = text.find('\n', from);
+        bounds.push_back(newline == std::string_view::npos ? text.size() : newline + 1);
+    }
+    bounds.push_back(text.size());
+    m_index = Segment(text.size() / 2 + 1);
+    std::vector<Segment> others;
+    for (unsigned index = 1; index < stretches; ++index)
+        others.emplace_back((bounds[index + 1] - bounds[index]) / 2 + 1);
+    {
+        std::vector<std::jthread> helpers;
+        for (unsigned index = 1; index < stretches; ++index)
+            helpers.emplace_back(
+                [&, index] { others[index - 1].addLines(text, bounds[index], bounds[index + 1]); });
+        m_index.addLines(text, bounds[0], bounds[1]);
+    }
+    for (auto& other : others)
+        m_index.append(std::move(other));
+}
+
+void LineFilter::Segment::addLines(std::string_view input, std::size_t begin, std::size_t end)
+{
+    const char* data = input.data();
+    for (auto start = begin; start < end;) {
+        auto* newline = static_cast<const char*>(std::memchr(data + start, '\n', end - start));
+        std::size_t lineEnd = newline ? static_cast<std::size_t>(newline - data) : end;
+        std::size_t next = newline ? lineEnd + 1 : end;
+        if (lineEnd > start && newline && data[lineEnd - 1] == '\r')
+            --lineEnd;
+        auto offset = static_cast<std::uint32_t>(start);
+        auto length = static_cast<std::uint32_t>(lineEnd - start);
         start = next;
+        // Counts of characters hold 30 bits: a line is shorter than a gigabyte.
+        verify(length < (1u << 30));
+        if (length == 0) {
+            emptyLinesBefore.push_back(static_cast<std::uint32_t>(lines.size()));
+            continue;
+        }
+        auto* bytes = reinterpret_cast<const unsigned char*>(data + offset);
+        std::uint64_t mask = 0;
+        unsigned char highBits = 0;
+        for (std::uint32_t index = 0; index < length; ++index) {
+            highBits |= bytes[index];
+            mask |= asciiClassBits[bytes[index] & 0x7F];
+        }
+        if (highBits & 0x80) {
+            addNonAsciiLine(input, offset, length);
+            continue;
+        }
+        Line line { .mask = mask, .offset = offset };
+        line.characterCount = length;
+        line.storage = static_cast<std::uint32_t>(Storage::ascii);
+        lines.push_back(line);
     }
 }
 
-void LineFilter::addLine(std::uint32_t offset, std::uint32_t length)
+void LineFilter::Segment::addNonAsciiLine(
+    std::string_view input, std::uint32_t offset, std::uint32_t length)
 {
-    auto* bytes = reinterpret_cast<const unsigned char*>(m_input.text().data() + offset);
-    std::uint64_t mask = 0;
-    unsigned char highBits = 0;
-    for (std::uint32_t index = 0; index < length; ++index) {
-        highBits |= bytes[index];
-        mask |= asciiClassBits[bytes[index] & 0x7F];
-    }
-    if (highBits & 0x80) {
-        addNonAsciiLine(offset, length);
+    auto text = input.substr(offset, length);
+    WideLine wide { .textOffset = offset, .textLength = length };
+    Line line { .offset = static_cast<std::uint32_t>(wideLines.size()) };
+    if (!isValidUTF8(text)) {
+        auto repairedText = sanitizedUTF8(text);
+        wide.textOffset = static_cast<std::uint32_t>(repaired.size());
+        wide.textLength = static_cast<std::uint32_t>(repairedText.size());
+        wide.isRepaired = 1;
+        repaired += repairedText;
+        addFoldedLine(repairedText, line, wide);
         return;
     }
-    Line line { .mask = mask, .textOffset = offset, .textLength = length };
-    line.characterCount = length;
-    line.storage = static_cast<std::uint32_t>(Storage::ascii);
-    m_lines.push_back(line);
+    // Most non-ASCII lines are Latin text, matched on its bytes like ASCII: only its count and
+    // mask are kept.
+    auto count = latinCharacters(text, line.mask);
+    if (!count) {
+        addFoldedLine(text, line, wide);
+        return;
+    }
+    line.offset = offset;
+    line.characterCount = *count;
+    line.storage = static_cast<std::uint32_t>(Storage::latin);
+    lines.push_back(line);
 }
 
-void LineFilter::addNonAsciiLine(std::uint32_t offset, std::uint32_t length)
+void LineFilter::Segment::addFoldedLine(std::string_view text, Line line, WideLine wide)
 {
-    auto text = m_input.text().substr(offset, length);
-    Line line { .textOffset = offset, .textLength = length };
-    if (!isValidUTF8(text)) {
-        auto repaired = sanitizedUTF8(text);
-        line.textOffset = static_cast<std::uint32_t>(m_repaired.size());
-        line.textLength = static_cast<std::uint32_t>(repaired.size());
-        line.isRepaired = 1;
-        m_repaired += repaired;
-        text = std::string_view(m_repaired).substr(line.textOffset);
-    }
-    prepareCharacters(text, m_scratch);
-    auto& chars = m_scratch.chars;
+    prepareCharacters(text, scratch);
+    auto& chars = scratch.chars;
     for (auto character : chars)
         line.mask |= characterClassBit(character);
     line.characterCount = static_cast<std::uint32_t>(chars.size());
-    bool fitsInBytes = std::all_of(chars.begin(), chars.end(), [](char32_t character) { return character < 0x100; });
+    bool fitsInBytes = std::all_of(
+        chars.begin(), chars.end(), [](char32_t character) { return character < 0x100; });
     if (fitsInBytes) {
         line.storage = static_cast<std::uint32_t>(Storage::folded8);
-        line.charOffset = static_cast<std::uint32_t>(m_folded8.size());
-        m_folded8.insert(m_folded8.end(), chars.begin(), chars.end());
-        appendBits(m_wordStarts8, line.charOffset, m_scratch.wordStart);
+        wide.charOffset = static_cast<std::uint32_t>(folded8.size());
+        folded8.insert(folded8.end(), chars.begin(), chars.end());
+        wordStarts8.resize(std::max(wordStarts8.size(), wordsFor(folded8.size())));
+        setBits(wordStarts8.data(), wide.charOffset, scratch.wordStart);
     } else {
         line.storage = static_cast<std::uint32_t>(Storage::folded32);
-        line.charOffset = static_cast<std::uint32_t>(m_folded32.size());
-        m_folded32.insert(m_folded32.end(), chars.begin(), chars.end());
-        appendBits(m_wordStarts32, line.charOffset, m_scratch.wordStart);
+        wide.charOffset = static_cast<std::uint32_t>(folded32.size());
+        folded32.insert(folded32.end(), chars.begin(), chars.end());
+        wordStarts32.resize(std::max(wordStarts32.size(), wordsFor(folded32.size())));
+        setBits(wordStarts32.data(), wide.charOffset, scratch.wordStart);
     }
-    m_lines.push_back(line);
+    wideLines.push_back(wide);
+    lines.push_back(line);
+}
+
+void LineFilter::Segment::append(Segment&& other)
+{
+    auto lineBase = static_cast<std::uint32_t>(lines.size());
+    // Arenas join at whole words, so that the word-start bits join word by word.
+    auto base8 = roundedToWord(folded8.size());
+    folded8.resize(base8);
+    folded8.insert(folded8.end(), other.folded8.begin(), other.folded8.end());
+    wordStarts8.resize(base8 / 64);
+    wordStarts8.insert(wordStarts8.end(), other.wordStarts8.begin(), other.wordStarts8.end());
+    auto base32 = roundedToWord(folded32.size());
+    folded32.resize(base32);
+    folded32.insert(folded32.end(), other.folded32.begin(), other.folded32.end());
+    wordStarts32.resize(base32 / 64);
+    wordStarts32.insert(wordStarts32.end(), other.wordStarts32.begin(), other.wordStarts32.end());
+    auto repairedBase = static_cast<std::uint32_t>(repaired.size());
+    repaired += other.repaired;
+    for (auto line : other.lines) {
+        auto storage = static_cast<Storage>(line.storage);
+        if (storage == Storage::folded8 || storage == Storage::folded32) {
+            auto wide = other.wideLines[line.offset];
+            wide.charOffset
+                += static_cast<std::uint32_t>(storage == Storage::folded8 ? base8 : base32);
+            if (wide.isRepaired)
+                wide.textOffset += repairedBase;
+            line.offset = static_cast<std::uint32_t>(wideLines.size());
+            wideLines.push_back(wide);
+        }
+        lines.push_back(line);
+    }
+    for (auto before : other.emptyLinesBefore)
+        emptyLinesBefore.push_back(before + lineBase);
 }
 
 std::string_view LineFilter::title(std::uint32_t item) const
 {
-    auto& line = m_lines[item];
-    auto source = line.isRepaired ? std::string_view(m_repaired) : m_input.text();
-    return source.substr(line.textOffset, line.textLength);
+    auto& line = m_index.lines[item];
+    auto input = m_input.text();
+    switch (static_cast<Storage>(line.storage)) {
+    case Storage::ascii:
+        return input.substr(line.offset, line.characterCount);
+    case Storage::latin:
+        return lineAt(input, line.offset);
+    case Storage::folded8:
+    case Storage::folded32:
+        break;
+    }
+    auto& wide = m_index.wideLines[line.offset];
+    auto source = wide.isRepaired ? std::string_view(m_index.repaired) : input;
+    return source.substr(wide.textOffset, wide.textLength);
+}
+
+const char* LineFilter::titleStart(std::uint32_t item) const
+{
+    auto& line = m_index.lines[item];
+    auto storage = static_cast<Storage>(line.storage);
+    if (storage == Storage::ascii || storage == Storage::latin)
+        return m_input.text().data() + line.offset;
+    return title(item).data();
 }
 
 std::uint32_t LineFilter::lineNumber(std::uint32_t item) const
 {
-    auto emptyBefore = std::upper_bound(m_emptyLinesBefore.begin(), m_emptyLinesBefore.end(), item)
-        - m_emptyLinesBefore.begin();
+    auto& empty = m_index.emptyLinesBefore;
+    auto emptyBefore = std::upper_bound(empty.begin(), empty.end(), item) - empty.begin();
     return item + 1 + static_cast<std::uint32_t>(emptyBefore);
 }
 
-template<typename Visit>
-auto LineFilter::withTarget(std::uint32_t item, Visit&& visit) const
+template <typename Visit> auto LineFilter::withTarget(std::uint32_t item, Visit&& visit) const
 {
-    auto& line = m_lines[item];
-    switch (static_cast<Storage>(line.storage)) {
-    case Storage::folded8:
+    auto& line = m_index.lines[item];
+    auto storage = static_cast<Storage>(line.storage);
+    if (storage == Storage::ascii) [[likely]]
+        return visit(
+            FuzzyMatcher::AsciiTarget(m_input.text().data() + line.offset, line.characterCount));
+    if (storage == Storage::latin) {
+        // Folded again for each query that gets this far: cheaper than keeping every such line
+        // twice.
+        thread_local LatinScratch scratch;
+        scratch.prepare(lineAt(m_input.text(), line.offset), line.characterCount);
         return visit(FuzzyMatcher::FoldedTarget<std::uint8_t>(
-            m_folded8.data() + line.charOffset, line.characterCount, m_wordStarts8.data(), line.charOffset));
-    case Storage::folded32:
-        return visit(FuzzyMatcher::FoldedTarget<char32_t>(
-            m_folded32.data() + line.charOffset, line.characterCount, m_wordStarts32.data(), line.charOffset));
-    case Storage::ascii:
-        break;
+            scratch.chars.data(), line.characterCount, scratch.wordStarts.data(), 0));
     }
-    return visit(FuzzyMatcher::AsciiTarget(m_input.text().data() + line.textOffset, line.characterCount));
+    auto offset = m_index.wideLines[line.offset].charOffset;
+    if (storage == Storage::folded8) {
+        return visit(FuzzyMatcher::FoldedTarget<std::uint8_t>(m_index.folded8.data() + offset,
+            line.characterCount, m_index.wordStarts8.data(), offset));
+    }
+    return visit(FuzzyMatcher::FoldedTarget<char32_t>(m_index.folded32.data() + offset,
+        line.characterCount, m_index.wordStarts32.data(), offset));
 }
 
-std::optional<Match> LineFilter::match(const FuzzyMatcher::Pattern& pattern, std::uint32_t item) const
+std::optional<Match> LineFilter::match(
+    const FuzzyMatcher::Pattern& pattern, std::uint32_t item) const
 {
     Match result;
-    auto found = withTarget(item, [&](const auto& target) { return FuzzyMatcher::score(pattern, target, 0, &result.indices); });
+    auto found = withTarget(item, [&](const auto& target) {
+        return FuzzyMatcher::score(pattern, target, 0, &result.indices);
+    });
     if (!found)
         return std::nullopt;
     result.score = *found;
     return result;
 }
 
+// The ranker's order, with what the index knows spared from recomputing: the character counts
+// travel with the hits, ASCII titles skip the Unicode comparison, and ids (line numbers as text)
+// are formatted only when two titles are the same.
 bool LineFilter::precedes(const Hit& a, const Hit& b) const
 {
     if (a.score != b.score)
         return a.score > b.score;
-    auto& lineA = m_lines[a.item];
-    auto& lineB = m_lines[b.item];
-    if (lineA.characterCount != lineB.characterCount)
-        return lineA.characterCount < lineB.characterCount;
-    char idA[16];
-    char idB[16];
-    auto endA = std::to_chars(idA, idA + sizeof idA, lineNumber(a.item)).ptr;
-    auto endB = std::to_chars(idB, idB + sizeof idB, lineNumber(b.item)).ptr;
-    return Ranker::precedes(Ranker::OrderKey { a.score, lineA.characterCount, title(a.item), { idA, endA } },
-        Ranker::OrderKey { b.score, lineB.characterCount, title(b.item), { idB, endB } });
+    if (a.characterCount != b.characterCount)
+        return a.characterCount < b.characterCount;
+    bool bothAscii = static_cast<Storage>(m_index.lines[a.item].storage) == Storage::ascii
+        && static_cast<Storage>(m_index.lines[b.item].storage) == Storage::ascii;
+    auto titleA = title(a.item);
+    auto titleB = title(b.item);
+    int order = bothAscii ? Ranker::compareAsciiLowercased(titleA, titleB)
+                          : Ranker::compareLowercased(titleA, titleB);
+    return order ? order < 0 : precedesById(a.item, b.item);
 }
 
-void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin, std::uint32_t end) const
+bool LineFilter::precedes(const Tie& a, const Tie& b) const
+{
+    int order = a.sortKey.compare(b.sortKey);
+    return order ? order < 0 : precedesById(a.item, b.item);
+}
+
+// Ids are line numbers as text, so "10" comes before "9".
+bool LineFilter::precedesById(std::uint32_t a, std::uint32_t b) const
+{
+    char idA[16];
+    char idB[16];
+    auto endA = std::to_chars(idA, idA + sizeof idA, lineNumber(a)).ptr;
+    auto endB = std::to_chars(idB, idB + sizeof idB, lineNumber(b)).ptr;
+    return std::string_view(idA, endA) < std::string_view(idB, endB);
+}
+
+void LineFilter::searchRange(
+    Worker& worker, const std::uint32_t* items, std::uint32_t begin, std::uint32_t end) const
 {
     auto& pattern = worker.pattern;
     auto limit = worker.options.limit.value_or(std::numeric_limits<std::size_t>::max());
     auto worstFirst = [this](const Hit& a, const Hit& b) { return precedes(a, b); };
     for (auto index = begin; index < end; ++index) {
         auto item = items ? items[index] : index;
-        auto& line = m_lines[item];
+        auto& line = m_index.lines[item];
         if ((line.mask & pattern.mask) != pattern.mask)
             continue;
         // An item pruned before its match was decided stays a candidate for the next keystroke.
@@ -201,7 +396,7 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
         });
         if (!found)
             continue;
-        Hit hit { *found, item };
+        Hit hit { *found, item, line.characterCount };
         if (worker.hits.size() < limit) {
             worker.hits.push_back(hit);
             if (worker.hits.size() == limit) {
@@ -227,13 +422,15 @@ std::vector<LineFilter::Hit> LineFilter::search(const QueryText& query, const Op
     // Only an item that held the previous compacted query as a subsequence can hold this one.
     bool narrows = m_previousCompact && isSubsequence(*m_previousCompact, pattern.compact);
     const std::uint32_t* items = narrows ? m_candidates.data() : nullptr;
-    auto itemCount = static_cast<std::uint32_t>(narrows ? m_candidates.size() : m_lines.size());
+    auto itemCount
+        = static_cast<std::uint32_t>(narrows ? m_candidates.size() : m_index.lines.size());
 
-    unsigned threads = options.threads ? options.threads : std::max(1u, std::thread::hardware_concurrency());
-    threads = static_cast<unsigned>(std::min<std::size_t>(threads, std::max<std::size_t>(1, itemCount / itemsPerThread)));
+    auto threads = static_cast<unsigned>(std::min<std::size_t>(
+        threadCount(options.threads), std::max<std::size_t>(1, itemCount / itemsPerThread)));
     std::vector<Worker> workers;
     for (unsigned index = 0; index < threads; ++index)
-        workers.push_back(Worker { .pattern = pattern, .options = options, .floor = options.minimumScore });
+        workers.push_back(
+            Worker { .pattern = pattern, .options = options, .floor = options.minimumScore });
     std::atomic<std::uint32_t> nextChunk { 0 };
     auto work = [&](Worker& worker) {
         for (;;) {
@@ -242,7 +439,7 @@ std::vector<LineFilter::Hit> LineFilter::search(const QueryText& query, const Op
                 break;
             searchRange(worker, items, begin, std::min(itemCount, begin + chunkSize));
         }
-        std::sort(worker.hits.begin(), worker.hits.end(), [this](const Hit& a, const Hit& b) { return precedes(a, b); });
+        std::sort(worker.hits.begin(), worker.hits.end(), precedesByNumbers);
     };
     {
         std::vector<std::jthread> helpers;
@@ -257,15 +454,75 @@ std::vector<LineFilter::Hit> LineFilter::search(const QueryText& query, const Op
         auto& worker = workers[index];
         std::vector<Hit> merged(hits.size() + worker.hits.size());
         std::merge(hits.begin(), hits.end(), worker.hits.begin(), worker.hits.end(), merged.begin(),
-            [this](const Hit& a, const Hit& b) { return precedes(a, b); });
+            precedesByNumbers);
         hits = std::move(merged);
         candidates.insert(candidates.end(), worker.candidates.begin(), worker.candidates.end());
     }
+    orderTies(hits, threads);
     if (options.limit && hits.size() > *options.limit)
         hits.resize(*options.limit);
     m_previousCompact = pattern.compact;
     m_candidates = std::move(candidates);
     return hits;
+}
+
+// Hits come ordered by score, count and item; this puts each run of equal scores and counts in
+// title order. Inputs tend to be sorted, so a run mostly ascends already: it is split into its
+// ascending stretches, which are merged, at a few comparisons of titles a hit.
+void LineFilter::orderTies(std::vector<Hit>& hits, unsigned threads) const
+{
+    auto sameKey = [](const Hit& a, const Hit& b) {
+        return a.score == b.score && a.characterCount == b.characterCount;
+    };
+    auto orderRuns = [&](std::size_t begin, std::size_t end) {
+        auto precedesTie = [this](const Tie& a, const Tie& b) { return precedes(a, b); };
+        // The titles of a run are looked up once and turned into sort keys, which compare as plain
+        // bytes however long the prefix that paths share.
+        std::vector<Tie> ties;
+        std::string keys;
+        std::vector<std::size_t> keyEnds;
+        while (begin < end) {
+            auto runEnd = begin + 1;
+            while (runEnd < end && sameKey(hits[runEnd], hits[begin]))
+                ++runEnd;
+            ties.clear();
+            keys.clear();
+            keyEnds.clear();
+            for (auto index = begin; index < runEnd; ++index) {
+                // The titles of a run lie far apart: fetch ahead, the line first, then its text.
+                if (index + 16 < runEnd)
+                    __builtin_prefetch(&m_index.lines[hits[index + 16].item]);
+                if (index + 8 < runEnd)
+                    __builtin_prefetch(titleStart(hits[index + 8].item));
+                ties.push_back(Tie { hits[index].item });
+                Ranker::appendSortKey(title(hits[index].item), keys);
+                keyEnds.push_back(keys.size());
+            }
+            // Views only now, when the keys no longer move.
+            for (std::size_t index = 0, offset = 0; index < ties.size(); offset = keyEnds[index++])
+                ties[index].sortKey
+                    = std::string_view(keys).substr(offset, keyEnds[index] - offset);
+            std::sort(ties.begin(), ties.end(), precedesTie);
+            for (auto& entry : ties)
+                hits[begin++].item = entry.item;
+        }
+    };
+    // Each thread takes a share that starts and ends at the edge of a run.
+    threads = static_cast<unsigned>(
+        std::min<std::size_t>(threads, std::max<std::size_t>(1, hits.size() / itemsPerThread)));
+    std::vector<std::size_t> bounds { 0 };
+    for (unsigned index = 1; index < threads; ++index) {
+        auto split = std::max(bounds.back(), hits.size() * index / threads);
+        while (
+            split > bounds.back() && split < hits.size() && sameKey(hits[split], hits[split - 1]))
+            ++split;
+        bounds.push_back(split);
+    }
+    bounds.push_back(hits.size());
+    std::vector<std::jthread> helpers;
+    for (unsigned index = 1; index < threads; ++index)
+        helpers.emplace_back([&, index] { orderRuns(bounds[index], bounds[index + 1]); });
+    orderRuns(bounds[0], bounds[1]);
 }
 
 void LineFilter::forgetPreviousQuery()

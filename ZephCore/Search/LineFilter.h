@@ -3,6 +3,7 @@
 #include "Search/FuzzyMatcher.h"
 #include "Search/MatchText.h"
 #include "Support/InputBuffer.h"
+#include "Support/MappedVector.h"
 
 #include <cstdint>
 #include <optional>
@@ -15,13 +16,15 @@ namespace zeph {
 // A fuzzy filter over lines of text: every non-empty line is an item of kind file, titled by the
 // line and identified by its line number, ranked as the launcher ranks files.
 //
-// All lines live in one arena. Pure-ASCII lines are matched on their own bytes, with folding and
-// word starts worked out on the fly; other lines keep their folded characters (one byte each when
-// every code is below 256) and a bit array of word starts. Not safe for concurrent searches.
+// Lines of ASCII or Latin text (every scalar below U+0300), nearly all lines in practice, are
+// matched on their own bytes, folded and split into words on the fly, so that the index costs
+// sixteen bytes a line. Other lines keep their folded characters (one byte each when every code
+// is below 256) and a bit array of word starts. A large input is prepared in stretches on all
+// cores. Not safe for concurrent searches.
 class LineFilter {
 public:
     // Takes the input; a line ends at "\n" or "\r\n". Invalid UTF-8 becomes U+FFFD.
-    explicit LineFilter(InputBuffer input);
+    explicit LineFilter(InputBuffer input, unsigned threads = 0);
     LineFilter(const LineFilter&) = delete;
     LineFilter& operator=(const LineFilter&) = delete;
     LineFilter(LineFilter&&) = default;
@@ -35,6 +38,7 @@ public:
     struct Hit {
         double score = 0;
         std::uint32_t item = 0;
+        std::uint32_t characterCount = 0; // Of the title, beside the score for ordering.
         bool operator==(const Hit&) const = default;
     };
 
@@ -44,41 +48,72 @@ public:
     // The next search looks at every line again.
     void forgetPreviousQuery();
 
-    std::size_t size() const { return m_lines.size(); }
+    std::size_t size() const { return m_index.lines.size(); }
     std::string_view title(std::uint32_t item) const;
-    std::uint32_t characterCount(std::uint32_t item) const { return m_lines[item].characterCount; }
+    std::uint32_t characterCount(std::uint32_t item) const
+    {
+        return m_index.lines[item].characterCount;
+    }
     std::uint32_t lineNumber(std::uint32_t item) const;
     std::optional<Match> match(const FuzzyMatcher::Pattern& pattern, std::uint32_t item) const;
 
 private:
-    enum class Storage : std::uint8_t { ascii, folded8, folded32 };
+    // Ascii and latin lines are matched on their own bytes; the others keep folded characters.
+    enum class Storage : std::uint8_t { ascii, latin, folded8, folded32 };
     struct Line {
         std::uint64_t mask = 0;
+        std::uint32_t offset = 0; // Ascii and latin: into the input. Folded: into the wide lines.
+        std::uint32_t characterCount : 30 = 0;
+        std::uint32_t storage : 2 = 0;
+    };
+    struct WideLine {
         std::uint32_t textOffset = 0; // Into the input, or into the repaired texts.
         std::uint32_t textLength = 0;
         std::uint32_t charOffset = 0; // Into the folded arena of its storage.
-        std::uint32_t characterCount : 29 = 0;
-        std::uint32_t isRepaired : 1 = 0;
-        std::uint32_t storage : 2 = 0;
+        std::uint32_t isRepaired = 0;
+    };
+    // The prepared lines of one stretch of the input; stretches are prepared on their own threads
+    // and then joined into one.
+    struct Segment {
+        MappedVector<Line> lines {};
+        std::vector<WideLine> wideLines {};
+        std::vector<std::uint8_t> folded8 {};
+        std::vector<std::uint64_t> wordStarts8 {};
+        std::vector<char32_t> folded32 {};
+        std::vector<std::uint64_t> wordStarts32 {};
+        std::string repaired {};
+        std::vector<std::uint32_t>
+            emptyLinesBefore {}; // For each empty line, the number of items before it.
+        PreparedCharacters scratch {};
+
+        Segment() = default;
+        explicit Segment(std::size_t lineCapacity)
+            : lines(lineCapacity)
+        {
+        }
+        void addLines(std::string_view input, std::size_t begin, std::size_t end);
+        void addNonAsciiLine(std::string_view input, std::uint32_t offset, std::uint32_t length);
+        void addFoldedLine(std::string_view text, Line line, WideLine wide);
+        void append(Segment&& other);
     };
     struct Worker;
 
-    void addLine(std::uint32_t offset, std::uint32_t length);
-    void addNonAsciiLine(std::uint32_t offset, std::uint32_t length);
+    // What orders hits of equal scores and counts.
+    struct Tie {
+        std::uint32_t item = 0;
+        std::string_view sortKey {}; // Ranker::appendSortKey's.
+    };
     bool precedes(const Hit& a, const Hit& b) const;
-    template<typename Visit>
-    auto withTarget(std::uint32_t item, Visit&& visit) const;
-    void searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin, std::uint32_t end) const;
+    const char* titleStart(std::uint32_t item) const;
+    bool precedes(const Tie& a, const Tie& b) const;
+    bool precedesById(std::uint32_t a, std::uint32_t b) const;
+    void orderTies(std::vector<Hit>& hits, unsigned threads) const;
+    template <typename Visit> auto withTarget(std::uint32_t item, Visit&& visit) const;
+    void searchRange(
+        Worker& worker, const std::uint32_t* items, std::uint32_t begin, std::uint32_t end) const;
 
     InputBuffer m_input;
-    std::string m_repaired;
-    std::vector<Line> m_lines;
-    std::vector<std::uint8_t> m_folded8;
-    std::vector<char32_t> m_folded32;
-    std::vector<std::uint64_t> m_wordStarts8;
-    std::vector<std::uint64_t> m_wordStarts32;
-    std::vector<std::uint32_t> m_emptyLinesBefore; // For each empty line, the number of items before it.
-    PreparedCharacters m_scratch;
+    Segment m_index;
 
     // Narrowing: the previous query and every item that may have matched it.
     std::optional<std::u32string> m_previousCompact;

@@ -2,6 +2,8 @@
 
 #include "Support/LazyTable.h"
 
+#include <bit>
+
 namespace zeph {
 
 namespace {
@@ -26,7 +28,8 @@ bool isSingleScalar(std::string_view cluster, char32_t& scalar)
     return offset == cluster.size();
 }
 
-std::string_view clusterAt(std::string_view text, const std::vector<std::uint32_t>& boundaries, std::size_t index)
+std::string_view clusterAt(
+    std::string_view text, const std::vector<std::uint32_t>& boundaries, std::size_t index)
 {
     return text.substr(boundaries[index], boundaries[index + 1] - boundaries[index]);
 }
@@ -71,21 +74,73 @@ private:
     bool m_previousIsNumber = false;
 };
 
-// Text whose scalars are all below latinLimit: each scalar is a character, and the table folds it.
-// Yields false, having prepared nothing useful, at the first scalar that needs the full rules.
-bool prepareLatin(std::string_view text, PreparedCharacters& prepared)
+// What preparing needs of a scalar below latinLimit, in one place for the hot loop.
+struct LatinCharacter {
+    char16_t folded = 0;
+    std::uint8_t classBitIndex = 0;
+    bool isSeparator = false;
+    bool isCarriageReturn = false;
+    CharacterProperties properties {};
+};
+
+const LatinCharacter* latinCharacters()
 {
+    static const auto table = [] {
+        std::vector<LatinCharacter> entries(latinLimit);
+        for (char32_t scalar = 0; scalar < latinLimit; ++scalar) {
+            auto& latin = latinScalar(scalar);
+            entries[scalar] = LatinCharacter {
+                .folded = latin.folded,
+                .classBitIndex
+                = static_cast<std::uint8_t>(std::countr_zero(characterClassBit(latin.folded))),
+                .isSeparator
+                = scalar < 0x80 && Ascii::isSeparator(static_cast<unsigned char>(scalar)),
+                .isCarriageReturn = scalar == U'\r',
+                .properties = latin.properties,
+            };
+        }
+        return entries;
+    }();
+    return table.data();
+}
+
+// Text whose scalars are all below latinLimit: each scalar is a character, and the table folds it.
+// Hands each character's entry and whether a word starts there to `emit`; yields false at the
+// first scalar that needs the full rules, or when `emit` refuses a character.
+template <typename Emit> bool forEachLatinCharacter(std::string_view validText, Emit&& emit)
+{
+    const LatinCharacter* table = latinCharacters();
+    auto* bytes = reinterpret_cast<const unsigned char*>(validText.data());
+    auto size = validText.size();
     WordStarts wordStarts;
-    for (std::size_t offset = 0; offset < text.size();) {
-        auto scalar = decodeScalar(text, offset);
-        if (scalar >= latinLimit || scalar == U'\r')
+    for (std::size_t offset = 0; offset < size;) {
+        // Scalars below U+0300 take one byte, or two with a lead byte up to 0xCB.
+        char32_t scalar = bytes[offset];
+        if (scalar < 0x80) {
+            ++offset;
+        } else if (scalar <= 0xCB) {
+            scalar = ((scalar & 0x1F) << 6) | (bytes[offset + 1] & 0x3F);
+            offset += 2;
+        } else {
             return false;
-        auto& latin = latinScalar(scalar);
-        bool isSeparator = scalar < 0x80 && Ascii::isSeparator(static_cast<unsigned char>(scalar));
-        prepared.chars.push_back(latin.folded);
-        prepared.wordStart.push_back(wordStarts.next(isSeparator, latin.properties));
+        }
+        auto& latin = table[scalar];
+        // A carriage return may pair with a line feed into one character.
+        if (latin.isCarriageReturn)
+            return false;
+        if (!emit(latin, wordStarts.next(latin.isSeparator, latin.properties)))
+            return false;
     }
     return true;
+}
+
+bool prepareLatin(std::string_view text, PreparedCharacters& prepared)
+{
+    return forEachLatinCharacter(text, [&](const LatinCharacter& latin, bool isWordStart) {
+        prepared.chars.push_back(latin.folded);
+        prepared.wordStart.push_back(isWordStart);
+        return true;
+    });
 }
 
 } // namespace
@@ -105,10 +160,37 @@ void prepareCharacters(std::string_view validText, PreparedCharacters& prepared)
     for (std::size_t index = 0; index < count; ++index) {
         auto cluster = clusterAt(validText, boundaries, index);
         prepared.chars[index] = foldCharacter(cluster);
-        bool isSeparator = cluster.size() == 1 && Ascii::isSeparator(static_cast<unsigned char>(cluster[0]));
+        bool isSeparator
+            = cluster.size() == 1 && Ascii::isSeparator(static_cast<unsigned char>(cluster[0]));
         std::size_t offset = 0;
-        prepared.wordStart[index] = wordStarts.next(isSeparator, characterProperties(decodeScalar(cluster, offset)));
+        prepared.wordStart[index]
+            = wordStarts.next(isSeparator, characterProperties(decodeScalar(cluster, offset)));
     }
+}
+
+std::optional<std::uint32_t> prepareLatinBytes(std::string_view validText, std::uint8_t* chars,
+    std::uint64_t* wordStartBits, std::uint64_t firstBit, std::uint64_t& mask)
+{
+    std::uint32_t count = 0;
+    std::uint64_t classes = 0;
+    bool prepared
+        = forEachLatinCharacter(validText, [&](const LatinCharacter& latin, bool isWordStart) {
+              if (latin.folded > 0xFF)
+                  return false;
+              chars[count] = static_cast<std::uint8_t>(latin.folded);
+              classes |= std::uint64_t { 1 } << latin.classBitIndex;
+              auto bit = firstBit + count;
+              wordStartBits[bit / 64] |= std::uint64_t { isWordStart } << (bit % 64);
+              ++count;
+              return true;
+          });
+    if (!prepared) {
+        for (auto bit = firstBit; bit < firstBit + count; ++bit)
+            wordStartBits[bit / 64] &= ~(std::uint64_t { 1 } << (bit % 64));
+        return std::nullopt;
+    }
+    mask = classes;
+    return count;
 }
 
 MatchText makeMatchText(std::string_view text)

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,7 +23,7 @@ struct MatchText {
 // The typed text prepared once per search.
 struct QueryText {
     std::string raw {};
-    std::u32string chars {};   // Folded, after trimming; inner spaces kept.
+    std::u32string chars {}; // Folded, after trimming; inner spaces kept.
     std::u32string compact {}; // `chars` without its spaces, for the acronym and scattered stages.
     bool operator==(const QueryText&) const = default;
 };
@@ -41,6 +42,13 @@ struct PreparedCharacters {
 };
 void prepareCharacters(std::string_view validText, PreparedCharacters& prepared);
 
+// The fast path of prepareCharacters for arenas of one byte per character, for text whose every
+// scalar lies in the Latin table and folds below 256: writes the folded characters to `chars` and
+// sets the word-start bits from `firstBit` on (bits that must be clear on entry), and the class
+// mask of the characters. Yields their count, or nothing, having written no bits, for other text.
+std::optional<std::uint32_t> prepareLatinBytes(std::string_view validText, std::uint8_t* chars,
+    std::uint64_t* wordStartBits, std::uint64_t firstBit, std::uint64_t& mask);
+
 namespace Ascii {
 
 constexpr unsigned char fold(unsigned char byte)
@@ -51,8 +59,26 @@ constexpr unsigned char fold(unsigned char byte)
 constexpr bool isSeparator(unsigned char byte)
 {
     switch (byte) {
-    case ' ': case '-': case '_': case '.': case '/': case '\\': case '(': case ')': case '[': case ']':
-    case '{': case '}': case ':': case ',': case '+': case '&': case '@': case '\'': case '"': case '\t':
+    case ' ':
+    case '-':
+    case '_':
+    case '.':
+    case '/':
+    case '\\':
+    case '(':
+    case ')':
+    case '[':
+    case ']':
+    case '{':
+    case '}':
+    case ':':
+    case ',':
+    case '+':
+    case '&':
+    case '@':
+    case '\'':
+    case '"':
+    case '\t':
         return true;
     default:
         return false;

@@ -5,16 +5,18 @@
 
 namespace zeph {
 
-std::optional<RankedResult> Ranker::score(const IndexedItem& indexed, const QueryText& query, const Boosts& boosts) const
+std::optional<RankedResult> Ranker::score(
+    const IndexedItem& indexed, const QueryText& query, const Boosts& boosts) const
 {
     return score(indexed, FuzzyMatcher::makePattern(query), boosts);
 }
 
-std::optional<RankedResult> Ranker::score(const IndexedItem& indexed, const FuzzyMatcher::Pattern& pattern,
-    const Boosts& boosts) const
+std::optional<RankedResult> Ranker::score(
+    const IndexedItem& indexed, const FuzzyMatcher::Pattern& pattern, const Boosts& boosts) const
 {
     RankedResult result;
-    auto best = FuzzyMatcher::score(pattern, FuzzyMatcher::MatchTextTarget(indexed.titleText), 0, &result.highlight);
+    auto best = FuzzyMatcher::score(
+        pattern, FuzzyMatcher::MatchTextTarget(indexed.titleText), 0, &result.highlight);
     for (auto& keyword : indexed.keywordTexts) {
         auto keywordScore = FuzzyMatcher::score(pattern, FuzzyMatcher::MatchTextTarget(keyword));
         if (!keywordScore)
@@ -39,8 +41,8 @@ std::optional<RankedResult> Ranker::score(const IndexedItem& indexed, const Fuzz
     return result;
 }
 
-std::vector<RankedResult> Ranker::rank(const std::vector<IndexedItem>& items, const QueryText& query,
-    const Boosts& boosts, int limit) const
+std::vector<RankedResult> Ranker::rank(const std::vector<IndexedItem>& items,
+    const QueryText& query, const Boosts& boosts, int limit) const
 {
     if (query.compact.empty() || limit <= 0)
         return {};
@@ -57,10 +59,11 @@ std::vector<RankedResult> Ranker::rank(const std::vector<IndexedItem>& items, co
 std::vector<RankedResult> Ranker::top(std::vector<RankedResult> results, int limit)
 {
     auto kept = static_cast<std::size_t>(std::max(limit, 0));
-    auto precedesResult = [](const RankedResult& a, const RankedResult& b) { return precedes(a, b); };
+    auto precedesResult
+        = [](const RankedResult& a, const RankedResult& b) { return precedes(a, b); };
     if (kept < results.size()) {
-        std::partial_sort(results.begin(), results.begin() + static_cast<std::ptrdiff_t>(kept), results.end(),
-            precedesResult);
+        std::partial_sort(results.begin(), results.begin() + static_cast<std::ptrdiff_t>(kept),
+            results.end(), precedesResult);
         results.resize(kept);
     } else {
         std::sort(results.begin(), results.end(), precedesResult);
@@ -68,7 +71,8 @@ std::vector<RankedResult> Ranker::top(std::vector<RankedResult> results, int lim
     return results;
 }
 
-std::vector<RankedResult> Ranker::merge(const std::vector<std::vector<RankedResult>>& groups, int limit)
+std::vector<RankedResult> Ranker::merge(
+    const std::vector<std::vector<RankedResult>>& groups, int limit)
 {
     std::vector<RankedResult> kept;
     std::unordered_map<std::string, std::size_t> positions;
@@ -115,18 +119,47 @@ std::optional<int> compareLatinLowercased(std::string_view a, std::string_view b
 
 } // namespace
 
+void Ranker::appendSortKey(std::string_view title, std::string& key)
+{
+    auto start = key.size();
+    if (isASCII(title)) {
+        key.resize(start + title.size());
+        auto* out = key.data() + start;
+        for (unsigned char byte : title)
+            *out++ = static_cast<char>(Ascii::fold(byte));
+        return;
+    }
+    // Latin text is already NFC, and lower-cases scalar by scalar, unless a mark follows.
+    for (std::size_t offset = 0; offset < title.size();) {
+        auto scalar = decodeScalar(title, offset);
+        auto lower = scalar < latinLimit ? latinScalar(scalar).lowercased : char16_t { 0 };
+        bool markFollows
+            = offset < title.size() && static_cast<unsigned char>(title[offset]) >= 0xCC;
+        if ((!lower && scalar) || markFollows) {
+            key.resize(start);
+            key += normalizedText(lowercasedText(title));
+            return;
+        }
+        appendUTF8(key, lower);
+    }
+}
+
+int Ranker::compareAsciiLowercased(std::string_view a, std::string_view b)
+{
+    auto length = std::min(a.size(), b.size());
+    for (std::size_t index = 0; index < length; ++index) {
+        auto left = Ascii::fold(static_cast<unsigned char>(a[index]));
+        auto right = Ascii::fold(static_cast<unsigned char>(b[index]));
+        if (left != right)
+            return left < right ? -1 : 1;
+    }
+    return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
+}
+
 int Ranker::compareLowercased(std::string_view a, std::string_view b)
 {
-    if (isASCII(a) && isASCII(b)) {
-        auto length = std::min(a.size(), b.size());
-        for (std::size_t index = 0; index < length; ++index) {
-            auto left = Ascii::fold(static_cast<unsigned char>(a[index]));
-            auto right = Ascii::fold(static_cast<unsigned char>(b[index]));
-            if (left != right)
-                return left < right ? -1 : 1;
-        }
-        return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
-    }
+    if (isASCII(a) && isASCII(b))
+        return compareAsciiLowercased(a, b);
     if (auto order = compareLatinLowercased(a, b))
         return *order;
     // Canonically equivalent titles are the same title.

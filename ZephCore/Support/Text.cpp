@@ -162,11 +162,11 @@ InternTable& internTable()
 
 bool isASCII(std::string_view text) noexcept
 {
-    for (unsigned char byte : text) {
-        if (byte >= 0x80)
-            return false;
-    }
-    return true;
+    // No early exit, so that the loop vectorises.
+    unsigned char bits = 0;
+    for (unsigned char byte : text)
+        bits |= byte;
+    return bits < 0x80;
 }
 
 bool isValidUTF8(std::string_view bytes) noexcept

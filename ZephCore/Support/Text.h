@@ -54,7 +54,8 @@ struct LatinScalar {
     char16_t lowercased = 0; // 0 where lower-casing gives more than one scalar.
     CharacterProperties properties {};
 };
-const LatinScalar& latinScalar(char32_t scalar); // scalar < latinLimit
+// scalar < latinLimit. The entries lie in one array, so &latinScalar(0) serves as the whole table.
+const LatinScalar& latinScalar(char32_t scalar);
 
 // Case- and diacritic-insensitive folding of a short string, with no locale; the result is NFC.
 std::string foldedText(std::string_view text);

@@ -215,6 +215,37 @@ TEST(LineFilter, ThreadsChangeNothing)
     }
 }
 
+TEST(LineFilter, PreparingInStretchesChangesNothing)
+{
+    // Large enough to be prepared in stretches: every kind of line, with empty lines and CR LF
+    // endings on either side of where stretches may meet.
+    const std::string kinds[] = { "/srv/data/{}/code.txt", "/srv/Caf\u00E9/{}/notes.md",
+        "/srv/data/{}/zoe.txt", "/srv/Caf\u00E9/{}/bad.md", "Zo\u00EB {} \u0150z", "",
+        "/srv/data/{}/code.txt", "/srv/Caf\u00E9/{}/notes.md", "\u65E5\u672C {} code",
+        "cafe\u0301 {}", "bad \xFF{} byte", "\U0001F1EB\U0001F1F7 {}" };
+    std::string text;
+    for (std::size_t index = 0; text.size() < (std::size_t { 5 } << 20); ++index) {
+        auto line = kinds[index % std::size(kinds)];
+        if (auto slot = line.find("{}"); slot != std::string::npos)
+            line.replace(slot, 2, std::to_string(index * 7919 % 100'003));
+        text += line + (index % 5 ? "\n" : "\r\n");
+    }
+    LineFilter whole { InputBuffer(std::string(text)), 1 };
+    LineFilter stretched { InputBuffer(std::move(text)), 2 };
+    ASSERT_EQ(stretched.size(), whole.size());
+    for (std::uint32_t item = 0; item < whole.size(); item += 97) {
+        ASSERT_EQ(stretched.title(item), whole.title(item));
+        ASSERT_EQ(stretched.lineNumber(item), whole.lineNumber(item));
+        ASSERT_EQ(stretched.characterCount(item), whole.characterCount(item));
+    }
+    for (auto query : { "code", "cafe 12", "zoe oz", "\u65E5", "bad", "\U0001F1EB\U0001F1F7 5" }) {
+        SCOPED_TRACE(query);
+        auto expected = filtered(whole, query, {});
+        EXPECT_FALSE(expected.empty());
+        EXPECT_EQ(filtered(stretched, query, {}), expected);
+    }
+}
+
 TEST(LineFilter, HighlightsAreThoseOfThePreparedTitle)
 {
     LineFilter filter { InputBuffer(input()) };

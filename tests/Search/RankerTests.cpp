@@ -245,6 +245,28 @@ TEST(Ranker, AccentsCompareTheSameWhetherPrecomposedOrNot)
     }
 }
 
+TEST(Ranker, SortKeysOrderTitlesAsTheComparisonDoes)
+{
+    const std::vector<std::string> titles
+        = { "code", "Code", "CODE", "codE", "cod", "codes", "Zebra", "apple", "[x]", "_x",
+              "caf\u00E9", "Caf\u00C9", "cafe", "cafez", "caf\u00E9 ", "\u00FF", "\u0178", "\u00DF",
+              "\u00B5", "stra\u00DFe", "\u00C5ngstr\u00F6m", "a\u0301", "\u00E1", "\u0150",
+              "\u0151z", "K", "\u212A", "\u0130", "\u0130x", "i\u0307", "\u65E5\u672C", "\u00C5",
+              "A\u030A", "\u212B", "\U0001F600", std::string("a\0b", 3), std::string("a\0", 2) };
+    for (auto& first : titles) {
+        for (auto& second : titles) {
+            SCOPED_TRACE(first + " / " + second);
+            std::string firstKey = "kept";
+            std::string secondKey = "kept";
+            Ranker::appendSortKey(first, firstKey);
+            Ranker::appendSortKey(second, secondKey);
+            auto expected = Ranker::compareLowercased(first, second);
+            auto keyOrder = firstKey.compare(secondKey);
+            EXPECT_EQ((keyOrder > 0) - (keyOrder < 0), (expected > 0) - (expected < 0));
+        }
+    }
+}
+
 TEST(Ranker, EqualTitlesAndScoresComeBackInIdOrderWhateverTheInputOrder)
 {
     std::vector<IndexedItem> items = { indexed("b", "Notes"), indexed("10", "notes"),

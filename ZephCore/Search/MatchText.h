@@ -56,47 +56,41 @@ constexpr unsigned char fold(unsigned char byte)
     return byte >= 'A' && byte <= 'Z' ? static_cast<unsigned char>(byte + 32) : byte;
 }
 
+namespace Detail {
+
+enum : unsigned char { separator = 1, upper = 2, lower = 4, digit = 8 };
+
+// Word-start scans classify every byte they pass, so the classes come from one table.
+inline constexpr auto classes = [] {
+    std::array<unsigned char, 256> table {};
+    for (unsigned char byte : std::string_view(" -_./\\()[]{}:,+&@'\"\t"))
+        table[byte] = separator;
+    for (unsigned byte = 0; byte < 26; ++byte) {
+        table['A' + byte] = upper;
+        table['a' + byte] = lower;
+    }
+    for (unsigned byte = '0'; byte <= '9'; ++byte)
+        table[byte] = digit;
+    return table;
+}();
+
+} // namespace Detail
+
 constexpr bool isSeparator(unsigned char byte)
 {
-    switch (byte) {
-    case ' ':
-    case '-':
-    case '_':
-    case '.':
-    case '/':
-    case '\\':
-    case '(':
-    case ')':
-    case '[':
-    case ']':
-    case '{':
-    case '}':
-    case ':':
-    case ',':
-    case '+':
-    case '&':
-    case '@':
-    case '\'':
-    case '"':
-    case '\t':
-        return true;
-    default:
-        return false;
-    }
+    return Detail::classes[byte] & Detail::separator;
 }
 
-// Word starts of ASCII text, from the character and the one before it (none at position 0).
+// Word starts of ASCII text, from the character and the one before it (none at position 0):
+// after a separator, at an upper-case letter after a lower-case one, and where digits begin or end.
 constexpr bool isWordStart(unsigned char previous, unsigned char current)
 {
-    if (isSeparator(current))
-        return false;
-    if (isSeparator(previous))
-        return true;
-    bool currentIsUpper = current >= 'A' && current <= 'Z';
-    bool previousIsLower = previous >= 'a' && previous <= 'z';
-    bool currentIsDigit = current >= '0' && current <= '9';
-    bool previousIsDigit = previous >= '0' && previous <= '9';
-    return (currentIsUpper && previousIsLower) || currentIsDigit != previousIsDigit;
+    using namespace Detail;
+    unsigned before = classes[previous];
+    unsigned at = classes[current];
+    // Without branches: the bits line up on bit 0.
+    unsigned starts = (before & separator) | ((at / upper) & (before / lower)) | ((at ^ before) / digit);
+    return (starts & ~at & 1) != 0;
 }
 
 } // namespace Ascii

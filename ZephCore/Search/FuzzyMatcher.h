@@ -42,13 +42,11 @@ double bestPossibleScore(const Pattern& pattern, std::uint32_t count);
 //   Character at(std::uint32_t position) const;               // the folded character
 //   bool isWordStart(std::uint32_t position) const;
 //   std::uint32_t find(Character, std::uint32_t from) const;  // first position >= from, or count()
-//   std::uint32_t nextWordStart(std::uint32_t from) const;    // first word start >= from, or count()
 //   std::uint32_t wordStartCount() const;
 
 // True when the compacted query is a subsequence of the target. Every stage that succeeds implies
 // it, and the scattered stage succeeds exactly when it holds.
-template<typename Target>
-bool contains(const Pattern& pattern, const Target& target)
+template <typename Target> bool contains(const Pattern& pattern, const Target& target)
 {
     std::uint32_t from = 0;
     auto count = target.count();
@@ -63,7 +61,7 @@ bool contains(const Pattern& pattern, const Target& target)
 
 namespace Detail {
 
-template<typename Target>
+template <typename Target>
 bool equalsAt(const Target& target, std::uint32_t position, const std::u32string& characters)
 {
     for (std::uint32_t index = 0; index < characters.size(); ++index) {
@@ -73,7 +71,8 @@ bool equalsAt(const Target& target, std::uint32_t position, const std::u32string
     return true;
 }
 
-inline std::optional<double> accept(double score, std::uint32_t start, std::size_t length, std::vector<int>* indices)
+inline std::optional<double> accept(
+    double score, std::uint32_t start, std::size_t length, std::vector<int>* indices)
 {
     if (indices) {
         indices->resize(length);
@@ -92,9 +91,9 @@ struct ScatterWalk {
 
 // Picks the compacted query's characters left to right; with `preferWordStarts`, a run is continued
 // first and a word start is preferred to the first plain occurrence.
-template<typename Target>
-std::optional<ScatterWalk> walkSubsequence(const Pattern& pattern, const Target& target, bool preferWordStarts,
-    std::vector<int>* indices)
+template <typename Target>
+std::optional<ScatterWalk> walkSubsequence(
+    const Pattern& pattern, const Target& target, bool preferWordStarts, std::vector<int>* indices)
 {
     ScatterWalk walk;
     auto count = target.count();
@@ -141,22 +140,22 @@ inline double scatterScore(const ScatterWalk& walk, std::size_t picked, std::uin
 {
     auto count = static_cast<double>(picked);
     auto gaps = static_cast<double>(walk.last - walk.first + 1) - count;
-    double raw = 0.25 + (walk.starts * 0.15) / count
-        + (walk.runs * 0.12) / std::max(1.0, count - 1)
+    double raw = 0.25 + (walk.starts * 0.15) / count + (walk.runs * 0.12) / std::max(1.0, count - 1)
         - std::min(walk.first * 0.125, 1.0) * 0.05
         - std::min(gaps / std::max(1.0, static_cast<double>(targetCount)), 1.0) * 0.05;
     return std::min(std::max(raw, 0.1), 0.58);
 }
 
 inline constexpr double acronymCeiling = 0.78;
-inline constexpr double scatterCeiling = 0.52; // 0.25 + 0.15 + 0.12: every pick a word start, one run.
+inline constexpr double scatterCeiling
+    = 0.52; // 0.25 + 0.15 + 0.12: every pick a word start, one run.
 
 } // namespace Detail
 
 // Scores a target through the six stages, or yields nothing when it does not match or when the
 // first stage that succeeds scores below `floor` (the bands never overlap, so no later stage could
 // do better). Fills `indices` only when it is given.
-template<typename Target>
+template <typename Target>
 std::optional<double> score(const Pattern& pattern, const Target& target, double floor = 0,
     std::vector<int>* indices = nullptr)
 {
@@ -181,7 +180,8 @@ std::optional<double> score(const Pattern& pattern, const Target& target, double
             return std::nullopt;
         auto lead = pattern.chars.front();
         auto lastStart = static_cast<std::uint32_t>(count - queryCount);
-        for (auto position = target.find(lead, 1); position <= lastStart; position = target.find(lead, position + 1)) {
+        for (auto position = target.find(lead, 1); position <= lastStart;
+             position = target.find(lead, position + 1)) {
             if (!equalsAt(target, position, pattern.chars))
                 continue;
             if (target.isWordStart(position))
@@ -193,20 +193,26 @@ std::optional<double> score(const Pattern& pattern, const Target& target, double
     if (acronymCeiling < floor)
         return std::nullopt;
     {
+        // Each character of the query at the next word start that holds it: found through the
+        // character, because word starts are dearer to find than characters.
         std::size_t matched = 0;
         if (indices)
             indices->clear();
-        for (auto start = target.nextWordStart(0); start < count && matched < compactCount;
-             start = target.nextWordStart(start + 1)) {
-            if (target.at(start) != pattern.compact[matched])
-                continue;
-            ++matched;
+        for (std::uint32_t from = 0; matched < compactCount; ++matched) {
+            auto start = target.find(pattern.compact[matched], from);
+            while (start < count && !target.isWordStart(start))
+                start = target.find(pattern.compact[matched], start + 1);
+            if (start >= count)
+                break;
             if (indices)
                 indices->push_back(static_cast<int>(start));
+            from = start + 1;
         }
         if (matched == compactCount) {
             double acronym = 0.72
-                + 0.06 * (static_cast<double>(compactCount) / std::max<std::uint32_t>(1, target.wordStartCount()));
+                + 0.06
+                    * (static_cast<double>(compactCount)
+                        / std::max<std::uint32_t>(1, target.wordStartCount()));
             return acronym < floor ? std::nullopt : std::optional(acronym);
         }
     }
@@ -249,15 +255,13 @@ public:
     bool isWordStart(std::uint32_t position) const { return m_text.wordStart[position]; }
     std::uint32_t find(Character character, std::uint32_t from) const
     {
-        return from >= count() ? count() : static_cast<std::uint32_t>(m_text.chars.find(character, from));
+        return from >= count() ? count()
+                               : static_cast<std::uint32_t>(m_text.chars.find(character, from));
     }
-    std::uint32_t nextWordStart(std::uint32_t from) const
+    std::uint32_t wordStartCount() const
     {
-        auto& starts = m_text.wordStarts;
-        auto found = std::lower_bound(starts.begin(), starts.end(), static_cast<int>(from));
-        return found == starts.end() ? count() : static_cast<std::uint32_t>(*found);
+        return static_cast<std::uint32_t>(m_text.wordStarts.size());
     }
-    std::uint32_t wordStartCount() const { return static_cast<std::uint32_t>(m_text.wordStarts.size()); }
 
 private:
     const MatchText& m_text;
@@ -288,18 +292,11 @@ public:
         auto* end = m_bytes + m_count;
         auto folded = static_cast<unsigned char>(character);
         if (folded < 'a' || folded > 'z') {
-            auto* found = static_cast<const unsigned char*>(std::memchr(begin, folded, static_cast<std::size_t>(end - begin)));
+            auto* found = static_cast<const unsigned char*>(
+                std::memchr(begin, folded, static_cast<std::size_t>(end - begin)));
             return found ? static_cast<std::uint32_t>(found - m_bytes) : m_count;
         }
         return static_cast<std::uint32_t>(findLetter(begin, end, folded) - m_bytes);
-    }
-    std::uint32_t nextWordStart(std::uint32_t from) const
-    {
-        for (auto position = from; position < m_count; ++position) {
-            if (isWordStart(position))
-                return position;
-        }
-        return m_count;
     }
     std::uint32_t wordStartCount() const
     {
@@ -311,7 +308,8 @@ public:
 
 private:
     // A byte whose lower-case form is `letter`: setting bit 5 lower-cases exactly the letters.
-    static const unsigned char* findLetter(const unsigned char* begin, const unsigned char* end, unsigned char letter)
+    static const unsigned char* findLetter(
+        const unsigned char* begin, const unsigned char* end, unsigned char letter)
     {
 #if defined(__SSE2__)
         const auto needle = _mm_set1_epi8(static_cast<char>(letter));
@@ -336,10 +334,10 @@ private:
 
 // Folded characters in an arena, one byte each when every code is below 256, with a bit array
 // of word starts beside them.
-template<typename Code>
-class FoldedTarget {
+template <typename Code> class FoldedTarget {
 public:
-    FoldedTarget(const Code* chars, std::uint32_t count, const std::uint64_t* wordStartBits, std::uint64_t firstBit)
+    FoldedTarget(const Code* chars, std::uint32_t count, const std::uint64_t* wordStartBits,
+        std::uint64_t firstBit)
         : m_chars(chars)
         , m_count(count)
         , m_bits(wordStartBits)
@@ -360,28 +358,27 @@ public:
         if constexpr (sizeof(Code) == 1) {
             if (character > 0xFF)
                 return m_count;
-            auto* found = static_cast<const Code*>(std::memchr(m_chars + from, static_cast<int>(character), m_count - from));
+            auto* found = static_cast<const Code*>(
+                std::memchr(m_chars + from, static_cast<int>(character), m_count - from));
             return found ? static_cast<std::uint32_t>(found - m_chars) : m_count;
         } else {
-            return static_cast<std::uint32_t>(std::find(m_chars + from, m_chars + m_count, character) - m_chars);
+            return static_cast<std::uint32_t>(
+                std::find(m_chars + from, m_chars + m_count, character) - m_chars);
         }
-    }
-    std::uint32_t nextWordStart(std::uint32_t from) const
-    {
-        for (auto position = from; position < m_count;) {
-            auto bit = m_firstBit + position;
-            auto word = m_bits[bit / 64] >> (bit % 64);
-            if (word)
-                return std::min(m_count, position + static_cast<std::uint32_t>(std::countr_zero(word)));
-            position += static_cast<std::uint32_t>(64 - bit % 64);
-        }
-        return m_count;
     }
     std::uint32_t wordStartCount() const
     {
+        // Whole words of bits at a time, the first and last masked to this target's bits.
         std::uint32_t starts = 0;
-        for (auto position = nextWordStart(0); position < m_count; position = nextWordStart(position + 1))
-            ++starts;
+        auto end = m_firstBit + m_count;
+        for (auto bit = m_firstBit; bit < end;) {
+            auto word = m_bits[bit / 64] >> (bit % 64);
+            auto taken = std::min<std::uint64_t>(64 - bit % 64, end - bit);
+            if (taken < 64)
+                word &= (std::uint64_t { 1 } << taken) - 1;
+            starts += static_cast<std::uint32_t>(std::popcount(word));
+            bit += taken;
+        }
         return starts;
     }
 

@@ -89,7 +89,8 @@ constexpr bool isWordStart(unsigned char previous, unsigned char current)
     unsigned before = classes[previous];
     unsigned at = classes[current];
     // Without branches: the bits line up on bit 0.
-    unsigned starts = (before & separator) | ((at / upper) & (before / lower)) | ((at ^ before) / digit);
+    unsigned starts
+        = (before & separator) | ((at / upper) & (before / lower)) | ((at ^ before) / digit);
     return (starts & ~at & 1) != 0;
 }
 

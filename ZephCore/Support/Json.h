@@ -25,6 +25,17 @@ Result<std::vector<std::string>> requiredStrings(const Value& object, const char
 // Absent or null is nothing; any other type than a string is an error.
 Result<std::optional<std::string>> optionalString(const Value& object, const char* key);
 
+// Moves a field that was read into place, or hands back its error, so that a decoder reads as a
+// list of its fields: `for (auto error : { readInto(requiredString(json, "id"), item.id), … })`.
+template<typename T, typename Field>
+std::optional<Error> readInto(Result<T> result, Field& field)
+{
+    if (!result)
+        return result.error();
+    field = std::move(*result);
+    return std::nullopt;
+}
+
 template<typename Enum>
 Result<Enum> requiredEnum(const Value& object, const char* key)
 {

@@ -33,6 +33,25 @@ char32_t lowercased(char32_t scalar)
     return scalar == kelvinSign ? U'k' : scalar;
 }
 
+// The scalar at `offset` of valid UTF-8, moving past it. ASCII is read inline, because these loops
+// run over the whole text on every keystroke.
+char32_t nextScalar(std::string_view validText, std::size_t& offset)
+{
+    auto byte = static_cast<unsigned char>(validText[offset]);
+    if (byte >= 0x80)
+        return decodeScalar(validText, offset);
+    ++offset;
+    return byte;
+}
+
+// What trimming removes, with the ASCII answer inline.
+bool isSpace(char32_t scalar)
+{
+    if (scalar < 0x80)
+        return scalar == U' ' || scalar == U'\t';
+    return isTrimmedWhitespace(scalar);
+}
+
 constexpr bool isDigit(char32_t character)
 {
     return character >= U'0' && character <= U'9';
@@ -48,12 +67,12 @@ template <typename Visit> void forEachWord(std::string_view text, Visit visit)
     std::size_t wordStart = std::string_view::npos;
     for (std::size_t offset = 0; offset < text.size();) {
         auto start = offset;
-        auto isSpace = isTrimmedWhitespace(decodeScalar(text, offset));
-        if (isSpace && wordStart != std::string_view::npos) {
+        auto isSeparator = isSpace(nextScalar(text, offset));
+        if (isSeparator && wordStart != std::string_view::npos) {
             if (!visit(text.substr(wordStart, start - wordStart)))
                 return;
             wordStart = std::string_view::npos;
-        } else if (!isSpace && wordStart == std::string_view::npos) {
+        } else if (!isSeparator && wordStart == std::string_view::npos) {
             wordStart = start;
         }
     }
@@ -100,7 +119,7 @@ bool passesGate(std::string_view validText)
     bool hasOperatorSign = false;
     char32_t previous = 0;
     for (std::size_t offset = 0; offset < validText.size();) {
-        auto character = lowercased(decodeScalar(validText, offset));
+        auto character = lowercased(nextScalar(validText, offset));
         if (isDigit(character)) {
             hasDigit = true;
         } else if (isLetter(character)) {
@@ -285,7 +304,7 @@ std::optional<double> evaluateTrimmed(std::string_view text)
     std::string normalised;
     normalised.reserve(text.size());
     for (std::size_t offset = 0; offset < text.size();) {
-        auto character = lowercased(decodeScalar(text, offset));
+        auto character = lowercased(nextScalar(text, offset));
         if (character == multiplicationSign)
             normalised += '*';
         else if (character == divisionSign)
@@ -386,7 +405,7 @@ std::string lowercasedWord(std::string_view piece)
 {
     std::string word;
     for (std::size_t offset = 0; offset < piece.size() && word.size() <= 2;) {
-        auto character = lowercased(decodeScalar(piece, offset));
+        auto character = lowercased(nextScalar(piece, offset));
         if (character >= 0x80)
             return {};
         word += static_cast<char>(character);
@@ -435,6 +454,13 @@ std::string amountText(double value)
 
 std::vector<CalculatorResult> convertValid(std::string_view text)
 {
+    // The amount comes first, so most words are turned away before the text is split.
+    auto start = text.find_first_not_of(" \t");
+    if (start == std::string_view::npos)
+        return {};
+    if (auto byte = static_cast<unsigned char>(text[start]);
+        byte < 0x80 && !isDigit(byte) && byte != '.' && byte != '+' && byte != '-')
+        return {};
     // The longest form is "5 km to mi", and a first piece such as "5km" may still split in two.
     std::array<std::string_view, 5> pieces;
     std::size_t count = 0;

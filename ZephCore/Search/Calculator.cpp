@@ -62,7 +62,8 @@ constexpr bool isLetter(char32_t character)
 }
 
 // Calls `visit` with each whitespace-separated word of valid UTF-8 text, until it returns false.
-template <typename Visit> void forEachWord(std::string_view text, Visit visit)
+template<typename Visit>
+void forEachWord(std::string_view text, Visit visit)
 {
     std::size_t wordStart = std::string_view::npos;
     for (std::size_t offset = 0; offset < text.size();) {
@@ -85,8 +86,9 @@ std::string_view trimmed(std::string_view validText)
     std::size_t first = std::string_view::npos;
     std::size_t end = 0;
     forEachWord(validText, [&](std::string_view word) {
-        first = std::min(first, static_cast<std::size_t>(word.data() - validText.data()));
-        end = static_cast<std::size_t>(word.data() - validText.data()) + word.size();
+        auto offset = static_cast<std::size_t>(word.data() - validText.data());
+        first = std::min(first, offset);
+        end = offset + word.size();
         return true;
     });
     return first == std::string_view::npos ? std::string_view {}
@@ -94,7 +96,8 @@ std::string_view trimmed(std::string_view validText)
 }
 
 // Reads all of `text` as a number with the C library's rules in the C locale, so that a decimal
-// comma of the user's locale never changes an answer. Infinities and NaN are no numbers here.
+// comma of the user's locale never changes an answer. The words "inf" and "nan" are no numbers
+// here, but an amount too large for a double reads as infinity.
 std::optional<double> readNumber(std::string_view text)
 {
     // A number starts with a digit, a point or a sign; this turns words away before any copy.
@@ -156,8 +159,9 @@ public:
 
 private:
     // Every cycle of the grammar passes through `power`, so this bounds the recursion: deeper
-    // nesting than anyone types is refused rather than risking the stack.
-    static constexpr int maximumDepth = 256;
+    // nesting than anyone types is refused rather than risking the stack of whichever thread asks
+    // (a level takes up to 3 KB under the address sanitizer).
+    static constexpr int maximumDepth = 100;
 
     char next() const { return m_position < m_text.size() ? m_text[m_position] : '\0'; }
 
@@ -182,7 +186,7 @@ private:
             bool isExplicit = operation == '*' || operation == '/';
             // "2pi", "2(3+4)": a parenthesis or a letter multiplies without a sign. A digit after
             // ")" does not, so "(2)3" stops here.
-            if (!isExplicit && operation != '(' && !isLetter(static_cast<unsigned char>(operation)))
+            if (!isExplicit && operation != '(' && !isLetter(operation))
                 break;
             if (isExplicit)
                 ++m_position;
@@ -262,7 +266,8 @@ private:
         return std::nullopt;
     }
 
-    template <typename Predicate> std::string_view takeRun(Predicate belongs)
+    template<typename Predicate>
+    std::string_view takeRun(Predicate belongs)
     {
         auto start = m_position;
         while (m_position < m_text.size() && belongs(m_text[m_position]))
@@ -345,8 +350,8 @@ struct Unit {
     std::array<Target, 3> targets {};
 };
 
-// The constants stand as published, deliberately not reciprocals of each other (0.621371
-// against 1.609344): users compare against the common tables.
+// The factors stand as given, deliberately not reciprocals of each other (0.621371 against
+// 1.609344), so that each direction shows its familiar figure.
 constexpr Unit units[] = {
     { "km",
         { { { "mi", [](double v) { return v * 0.621371; } },

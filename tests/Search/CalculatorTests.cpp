@@ -331,7 +331,8 @@ TEST(Calculator, HostileInputNeverCrashesOrHangs)
         Calculator::evaluate(repeated("sqrt(", 10000) + "4" + repeated(")", 10000)), std::nullopt);
     EXPECT_EQ(Calculator::evaluate(repeated("2^", 10000) + "1"), std::nullopt);
     EXPECT_EQ(Calculator::evaluate(repeated("(", 10000)), std::nullopt);
-    EXPECT_EQ(Calculator::evaluate(repeated("(", 100) + "1" + repeated(")", 100) + "+1"), 2);
+    EXPECT_EQ(Calculator::evaluate(repeated("(", 99) + "1" + repeated(")", 99) + "+1"), 2);
+    EXPECT_EQ(Calculator::evaluate(repeated("(", 100) + "1" + repeated(")", 100) + "+1"), std::nullopt);
     // Signs do not nest, so any number of them is fine.
     EXPECT_EQ(Calculator::evaluate(repeated("-", 10001) + "1"), -1);
 

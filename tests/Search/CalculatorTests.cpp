@@ -161,65 +161,42 @@ TEST(Calculator, GateNeedsANumberAndAnOperator)
     }
 }
 
-TEST(Calculator, DisplayTextGroupsDigitsAndRoundsToSixDecimals)
+TEST(Calculator, FormatsValuesForShowingAndForCopying)
 {
     struct Case {
         double value;
-        const char* text;
+        const char* display; // Grouped, six decimals; exponent form outside [1e-6, 1e12).
+        const char* plain; // Ten decimals; exponent form outside [1e-6, 1e15).
     };
     const Case cases[] = {
-        { 0, "0" },
-        { -0.0, "0" },
-        { 100, "100" },
-        { 1000, "1,000" },
-        { 123456, "123,456" },
-        { -1234.5, "-1,234.5" },
-        { 1234567.5, "1,234,567.5" },
-        { 0.1 + 0.2, "0.3" },
-        { 100.0 / 3, "33.333333" },
-        { 2.0 / 3, "0.666667" },
-        { 0.9999999, "1" },
-        { -0.0000012, "-0.000001" },
-        { 0.0000015, "0.000002" },
-        { 999999999999, "999,999,999,999" },
-        // Beyond the grouped range, and below a millionth: exponent form.
-        { 1e12, "1.0000e+12" },
-        { 1e15, "1.0000e+15" },
-        { -2.5e13, "-2.5000e+13" },
-        { 1e-7, "1.0000e-07" },
-        { -4e-7, "-4.0000e-07" },
+        { 0, "0", "0" },
+        { -0.0, "0", "0" },
+        { 12, "12", "12" },
+        { 1000, "1,000", "1000" },
+        { 123456, "123,456", "123456" },
+        { -1234.5, "-1,234.5", "-1234.5" },
+        { 1234567.5, "1,234,567.5", "1234567.5" },
+        { 0.1 + 0.2, "0.3", "0.3" },
+        { 100.0 / 3, "33.333333", "33.3333333333" },
+        { 2.0 / 3, "0.666667", "0.6666666667" },
+        { 0.9999999, "1", "0.9999999" },
+        { -0.0000012, "-0.000001", "-0.0000012" },
+        { 0.0000015, "0.000002", "0.0000015" },
+        { 1234567.123456789, "1,234,567.123457", "1234567.1234567889" }, // The double's own digits.
+        { 12.00000000001, "12", "12" }, // Trailing zeros and then the point go.
+        { 999999999999, "999,999,999,999", "999999999999" },
+        { 1e12, "1.0000e+12", "1000000000000" },
+        { -2.5e13, "-2.5000e+13", "-25000000000000" },
+        { 1e15, "1.0000e+15", "1e+15" },
+        { 2.5e15, "2.5000e+15", "2.5e+15" },
+        { 1e-7, "1.0000e-07", "1e-07" },
+        { -4e-7, "-4.0000e-07", "-4e-07" },
+        { 1.0 / 3 * 1e-6, "3.3333e-07", "3.333333333e-07" },
     };
     for (auto& testCase : cases) {
         SCOPED_TRACE(testCase.value);
-        EXPECT_EQ(Calculator::displayText(testCase.value), testCase.text);
-    }
-}
-
-TEST(Calculator, PlainTextKeepsTenDecimalsForCopying)
-{
-    struct Case {
-        double value;
-        const char* text;
-    };
-    const Case cases[] = {
-        { 12, "12" },
-        { -3, "-3" },
-        { -0.0, "0" },
-        { 123456789012345, "123456789012345" },
-        { 100.0 / 3, "33.3333333333" },
-        { 0.5, "0.5" },
-        { 0.1 + 0.2, "0.3" },
-        { -0.0000012, "-0.0000012" },
-        { 1234567.123456789, "1234567.1234567889" }, // Ten decimals of the double itself.
-        { 12.00000000001, "12" }, // Trailing zeros and then the point go.
-        { 1e15, "1e+15" },
-        { 2.5e15, "2.5e+15" },
-        { 1e-7, "1e-07" },
-        { 1.0 / 3 * 1e-6, "3.333333333e-07" },
-    };
-    for (auto& testCase : cases) {
-        SCOPED_TRACE(testCase.value);
-        EXPECT_EQ(Calculator::plainText(testCase.value), testCase.text);
+        EXPECT_EQ(Calculator::displayText(testCase.value), testCase.display);
+        EXPECT_EQ(Calculator::plainText(testCase.value), testCase.plain);
     }
 }
 
@@ -332,7 +309,8 @@ TEST(Calculator, HostileInputNeverCrashesOrHangs)
     EXPECT_EQ(Calculator::evaluate(repeated("2^", 10000) + "1"), std::nullopt);
     EXPECT_EQ(Calculator::evaluate(repeated("(", 10000)), std::nullopt);
     EXPECT_EQ(Calculator::evaluate(repeated("(", 99) + "1" + repeated(")", 99) + "+1"), 2);
-    EXPECT_EQ(Calculator::evaluate(repeated("(", 100) + "1" + repeated(")", 100) + "+1"), std::nullopt);
+    EXPECT_EQ(
+        Calculator::evaluate(repeated("(", 100) + "1" + repeated(")", 100) + "+1"), std::nullopt);
     // Signs do not nest, so any number of them is fine.
     EXPECT_EQ(Calculator::evaluate(repeated("-", 10001) + "1"), -1);
 

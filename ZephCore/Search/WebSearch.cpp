@@ -238,17 +238,15 @@ Result<WebSearch> webSearchFromJSON(const Json::Value& json)
     if (!json.is_object())
         return Error { "A web search must be a JSON object." };
     WebSearch search;
-    for (auto error : {
-             Json::readInto(Json::requiredString(json, "id"), search.id),
-             Json::readInto(Json::requiredString(json, "keyword"), search.keyword),
-             Json::readInto(Json::requiredString(json, "name"), search.name),
-             Json::readInto(Json::requiredString(json, "url"), search.url),
-             Json::readInto(Json::requiredBool(json, "isEnabled"), search.isEnabled),
-             Json::readInto(Json::requiredBool(json, "isFallback"), search.isFallback),
-         }) {
-        if (error)
-            return *error;
-    }
+    if (auto error = Json::firstError({
+            Json::readInto(Json::requiredString(json, "id"), search.id),
+            Json::readInto(Json::requiredString(json, "keyword"), search.keyword),
+            Json::readInto(Json::requiredString(json, "name"), search.name),
+            Json::readInto(Json::requiredString(json, "url"), search.url),
+            Json::readInto(Json::requiredBool(json, "isEnabled"), search.isEnabled),
+            Json::readInto(Json::requiredBool(json, "isFallback"), search.isFallback),
+        }))
+        return *error;
     return search;
 }
 

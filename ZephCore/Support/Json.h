@@ -3,6 +3,7 @@
 #include "Support/EnumTable.h"
 #include "Support/Result.h"
 
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,7 +27,7 @@ Result<std::vector<std::string>> requiredStrings(const Value& object, const char
 Result<std::optional<std::string>> optionalString(const Value& object, const char* key);
 
 // Moves a field that was read into place, or hands back its error, so that a decoder reads as a
-// list of its fields: `for (auto error : { readInto(requiredString(json, "id"), item.id), … })`.
+// list of its fields: `firstError({ readInto(requiredString(json, "id"), item.id), … })`.
 template<typename T, typename Field>
 std::optional<Error> readInto(Result<T> result, Field& field)
 {
@@ -35,6 +36,9 @@ std::optional<Error> readInto(Result<T> result, Field& field)
     field = std::move(*result);
     return std::nullopt;
 }
+
+// The error of the first field in the list that could not be read.
+std::optional<Error> firstError(std::initializer_list<std::optional<Error>> fieldErrors);
 
 template<typename Enum>
 Result<Enum> requiredEnum(const Value& object, const char* key)

@@ -17,6 +17,14 @@ void printJSON(const Json::Value& value)
     std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
+std::string joinedWords(const std::vector<std::string>& words)
+{
+    std::string text;
+    for (auto& word : words)
+        text.append(text.empty() ? "" : " ").append(word);
+    return text;
+}
+
 int fail(const std::string& message)
 {
     std::fprintf(stderr, "zeph: %s\n", message.c_str());

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -21,11 +22,15 @@ void addMatchCommand(CLI::App& app, Action& action);
 void addParseCommand(CLI::App& app, Action& action);
 void addRankCommand(CLI::App& app, Action& action);
 void addFilterCommand(CLI::App& app, Action& action);
+void addCalcCommand(CLI::App& app, Action& action);
+void addWebCommand(CLI::App& app, Action& action);
 
 // All of standard input; read errors are reported, never thrown.
 Result<InputBuffer> readStandardInput();
 // One compact JSON value on a line of its own; invalid UTF-8 in strings becomes U+FFFD.
 void printJSON(const Json::Value& value);
+// Positional words as one text, joined by single spaces, so that unquoted words work too.
+std::string joinedWords(const std::vector<std::string>& words);
 // One line "zeph: <message>" on standard error; returns the bad-usage status.
 int fail(const std::string& message);
 

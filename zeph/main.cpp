@@ -15,6 +15,8 @@ int main(int argc, char** argv)
     addMatchCommand(app, action);
     addPrepareCommand(app, action);
     addParseCommand(app, action);
+    addCalcCommand(app, action);
+    addWebCommand(app, action);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {

@@ -51,27 +51,19 @@ Result<SearchItem> searchItemFromJSON(const Json::Value& json)
     if (!json.is_object())
         return Error { "A search item must be a JSON object." };
     SearchItem item;
-    auto take = [&](auto result, auto& field) {
-        if (!result)
-            return std::optional(result.error());
-        field = std::move(*result);
-        return std::optional<Error> {};
-    };
-    for (auto error : {
-             take(Json::requiredString(json, "id"), item.id),
-             take(Json::requiredString(json, "title"), item.title),
-             take(Json::requiredString(json, "subtitle"), item.subtitle),
-             take(Json::requiredEnum<ItemKind>(json, "kind"), item.kind),
-             take(Json::optionalString(json, "path"), item.path),
-             take(Json::optionalString(json, "argument"), item.argument),
-             take(Json::requiredStrings(json, "keywords"), item.keywords),
-             take(Json::optionalString(json, "autocomplete"), item.autocomplete),
-             take(Json::optionalString(json, "symbolName"), item.symbolName),
-             take(Json::requiredBool(json, "isValid"), item.isValid),
-         }) {
-        if (error)
-            return *error;
-    }
+    if (auto error = Json::firstError({
+            Json::readInto(Json::requiredString(json, "id"), item.id),
+            Json::readInto(Json::requiredString(json, "title"), item.title),
+            Json::readInto(Json::requiredString(json, "subtitle"), item.subtitle),
+            Json::readInto(Json::requiredEnum<ItemKind>(json, "kind"), item.kind),
+            Json::readInto(Json::optionalString(json, "path"), item.path),
+            Json::readInto(Json::optionalString(json, "argument"), item.argument),
+            Json::readInto(Json::requiredStrings(json, "keywords"), item.keywords),
+            Json::readInto(Json::optionalString(json, "autocomplete"), item.autocomplete),
+            Json::readInto(Json::optionalString(json, "symbolName"), item.symbolName),
+            Json::readInto(Json::requiredBool(json, "isValid"), item.isValid),
+        }))
+        return *error;
     return item;
 }
 

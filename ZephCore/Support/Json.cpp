@@ -21,6 +21,15 @@ std::optional<Value> parse(std::string_view text)
     return value;
 }
 
+std::optional<Error> firstError(std::initializer_list<std::optional<Error>> fieldErrors)
+{
+    for (auto& error : fieldErrors) {
+        if (error)
+            return error;
+    }
+    return std::nullopt;
+}
+
 Result<std::string> requiredString(const Value& object, const char* key)
 {
     auto found = object.find(key);

@@ -3,6 +3,7 @@
 #include "Support/EnumTable.h"
 #include "Support/Result.h"
 
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,6 +25,20 @@ Result<bool> requiredBool(const Value& object, const char* key);
 Result<std::vector<std::string>> requiredStrings(const Value& object, const char* key);
 // Absent or null is nothing; any other type than a string is an error.
 Result<std::optional<std::string>> optionalString(const Value& object, const char* key);
+
+// Moves a field that was read into place, or hands back its error, so that a decoder reads as a
+// list of its fields: `firstError({ readInto(requiredString(json, "id"), item.id), … })`.
+template<typename T, typename Field>
+std::optional<Error> readInto(Result<T> result, Field& field)
+{
+    if (!result)
+        return result.error();
+    field = std::move(*result);
+    return std::nullopt;
+}
+
+// The error of the first field in the list that could not be read.
+std::optional<Error> firstError(std::initializer_list<std::optional<Error>> fieldErrors);
 
 template<typename Enum>
 Result<Enum> requiredEnum(const Value& object, const char* key)

@@ -1,5 +1,6 @@
 // Drives the built zeph as a child process, as scripts do: arguments, standard input, output and
 // exit status are the contract.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -187,4 +188,66 @@ TEST(CommandLine, TypingReplayPrintsEveryKeystroke)
     EXPECT_EQ(repeated.exitCode, 0);
     EXPECT_TRUE(repeated.output.starts_with("iterations ")) << repeated.output;
     EXPECT_NE(repeated.output.find("median"), std::string::npos);
+}
+
+TEST(CommandLine, CalcPrintsTheAnswerAsTheLauncherShowsIt)
+{
+    auto sum = zeph({ "calc", "1234567*1+0.5" });
+    EXPECT_EQ(sum.exitCode, 0);
+    EXPECT_EQ(sum.output, "1,234,567.5\n");
+    // Unquoted words join, and a conversion gives a row for each target.
+    EXPECT_EQ(
+        zeph({ "calc", "10", "km", "to", "ft" }).output, "32,808.4 ft\n6.21371 mi\n10,000 m\n");
+    EXPECT_EQ(zeph({ "calc", "--", "-2^2" }).output, "4\n");
+
+    auto record = zeph({ "calc", "--json", "3*4" });
+    EXPECT_EQ(record.exitCode, 0);
+    EXPECT_EQ(json(record.output), json(R"({"expression":"3 × 4 =","value":"12"})"));
+
+    for (std::vector<std::string> arguments :
+        { std::vector<std::string> { "calc", "visual studio" }, { "calc", "--json", "1/0" },
+            { "calc", "" }, { "calc", "2+2\xff" } }) {
+        auto missed = zeph(arguments);
+        EXPECT_EQ(missed.exitCode, 1);
+        EXPECT_EQ(missed.output, "");
+    }
+}
+
+TEST(CommandLine, CalcWithoutExpressionAnswersEachLine)
+{
+    // Each answer ends with an empty line, so answers stay in step with the lines that asked.
+    auto run = zeph({ "calc" }, "2+2\nvisual studio\r\n1.5 lb\n\n");
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.output, "4\n\n\n0.680388 kg\n24 oz\n\n\n");
+
+    auto records = zeph({ "calc", "--json" }, "6/3");
+    EXPECT_EQ(records.output, "{\"expression\":\"6 ÷ 3 =\",\"value\":\"2\"}\n\n");
+    EXPECT_EQ(zeph({ "calc" }, "abc\n").exitCode, 1);
+    EXPECT_EQ(zeph({ "calc" }, "").exitCode, 1);
+}
+
+TEST(CommandLine, WebListsSearchesAndPrintsTheirAddresses)
+{
+    auto list = zeph({ "web" });
+    EXPECT_EQ(list.exitCode, 0);
+    EXPECT_TRUE(
+        list.output.starts_with("g\tGoogle\thttps://www.google.com/search?q={query}\nddg\t"))
+        << list.output;
+    EXPECT_EQ(std::count(list.output.begin(), list.output.end(), '\n'), 8);
+
+    auto records = zeph({ "web", "--json" });
+    auto first = json(records.output.substr(0, records.output.find('\n')));
+    EXPECT_EQ(first["id"], "google");
+    EXPECT_EQ(first["isFallback"], true);
+
+    auto url = zeph({ "web", "url", "G", "a&b", "c/d" });
+    EXPECT_EQ(url.exitCode, 0);
+    EXPECT_EQ(url.output, "https://www.google.com/search?q=a%26b%20c%2Fd\n");
+    EXPECT_EQ(zeph({ "web", "url", "maps", "  Z\u00fcrich " }).output,
+        "https://www.openstreetmap.org/search?query=Z%C3%BCrich\n");
+
+    auto unknown = zeph({ "web", "url", "nope", "x" });
+    EXPECT_EQ(unknown.exitCode, 1);
+    EXPECT_EQ(unknown.output, "");
+    EXPECT_EQ(zeph({ "web", "url" }).exitCode, 2);
 }

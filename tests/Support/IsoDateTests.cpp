@@ -3,6 +3,7 @@
 #include "Support/Json.h"
 #include "Support/UUID.h"
 
+#include <cmath>
 #include <set>
 
 #include <gtest/gtest.h>
@@ -117,6 +118,21 @@ TEST(JsonField, TolerantReadKeepsTheDefaultOnlyForAnAbsentOrNullKey)
     ASSERT_TRUE(error);
     EXPECT_EQ(error->message, "\"wrong\" must be a string.");
     EXPECT_EQ(Json::read(object, "absent", field)->message, "\"absent\" is missing.");
+}
+
+TEST(JsonDocument, IsLaidOutAsTheLibraryWouldWithSortedKeys)
+{
+    // The writer is our own for speed; the library's pretty printer is the reference layout.
+    auto value = Json::parse(
+        R"({"b": [1, -2, 18446744073709551615, 0.1, 30.0, -0.0, 1e300, 1e-7, 123456.789],
+        "a": {"nested": {}, "list": [], "deep": [[{"x": null}], true, false]},
+        "text": "quote \" backslash \\ tab \t nl \n cr \r \u0001 \u001f \u007f é ✓ 😀 \/"})")
+                     .value();
+    EXPECT_EQ(Json::documentText(value).value(), value.dump(2) + "\n");
+    EXPECT_EQ(Json::documentText(Json::Value::array()).value(), "[]\n");
+    EXPECT_EQ(Json::documentText(Json::Value(std::nan(""))).value(), "null\n");
+    EXPECT_FALSE(Json::documentText(Json::Value { { "text", "\xC3" } }));
+    EXPECT_FALSE(Json::documentText(Json::Value { { "\xFF", 1 } }));
 }
 
 TEST(UUID, IsAnUpperCaseVersionFourTextThatDoesNotRepeat)

@@ -102,7 +102,8 @@ DocumentFile::Contents DocumentFile::read() const
         struct stat status { };
         return stat(m_path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
     };
-    int descriptor = open(m_path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Not blocking, so that a named pipe in the file's place cannot hang the caller.
+    int descriptor = open(m_path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0)
         return { .found = isRegularFile() ? Found::unreadable : Found::nothing };
     struct stat status { };

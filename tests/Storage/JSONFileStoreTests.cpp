@@ -229,6 +229,13 @@ TEST(JSONFileStore, ADirectoryWhereTheFileShouldBeIsNeverTouched)
     EXPECT_EQ(readFile(folder / "clipboard.json/keep"), "user data");
     EXPECT_EQ(store.load(), historyOf(1));
 
+    // A named pipe in the file's place is no document, and reading it must not hang.
+    TemporaryDirectory pipeFolder;
+    ASSERT_EQ(mkfifo((pipeFolder / "clipboard.json").c_str(), 0600), 0);
+    Store pipeStore("clipboard.json", pipeFolder.path());
+    EXPECT_EQ(pipeStore.load(), std::nullopt);
+    EXPECT_EQ(pipeStore.lastError(), std::nullopt);
+
     // A file where the folder should be: the folder cannot be made.
     writeFile(folder / "blocked", "user data");
     Store blocked("clipboard.json", folder / "blocked/inner");

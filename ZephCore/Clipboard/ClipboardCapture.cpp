@@ -71,14 +71,14 @@ bool isExcludedApplication(std::string_view applicationID, const ClipboardSettin
 
 std::optional<ClipboardItem> textItem(std::string_view text, Date now, const Source& source)
 {
-    if (trimmedWhitespaceAndNewlines(text).empty())
+    std::string kept = isValidUTF8(text) ? std::string(text) : sanitizedUTF8(text);
+    if (trimmedWhitespaceAndNewlines(kept).empty())
         return std::nullopt;
-    std::string kept(text);
     // Counting characters needs the text's clusters, which only a long text has to pay for: a
     // character is at least one byte.
-    if (text.size() > maximumTextLength) {
+    if (kept.size() > maximumTextLength) {
         std::vector<std::uint32_t> boundaries;
-        graphemeBoundaries(text, boundaries);
+        graphemeBoundaries(kept, boundaries);
         if (boundaries.size() > maximumTextLength + 1)
             kept.resize(boundaries[maximumTextLength]);
     }

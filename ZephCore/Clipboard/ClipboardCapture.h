@@ -31,8 +31,9 @@ struct Source {
     bool operator==(const Source&) const = default;
 };
 
-// The entry a copied text (valid UTF-8) makes: a new id, its kind, the text untrimmed but cut to
-// its first 100,000 characters. Nothing for a text of only whitespace and line breaks.
+// The entry a copied text makes: a new id, its kind, the text untrimmed but cut to its first
+// 100,000 characters, invalid UTF-8 replaced. Nothing for a text of only whitespace and line
+// breaks.
 std::optional<ClipboardItem> textItem(std::string_view text, Date now, const Source& source = {});
 
 struct PixelSize {

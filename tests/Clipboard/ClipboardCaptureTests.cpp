@@ -61,6 +61,7 @@ TEST(ClipboardCapture, TextBecomesAClassifiedEntryCutToItsFirstCharacters)
     EXPECT_EQ(item.sourceBundleID, "kitty");
     EXPECT_FALSE(item.pinned);
     EXPECT_NE(ClipboardCapture::textItem("x", now)->id, ClipboardCapture::textItem("x", now)->id);
+    EXPECT_EQ(ClipboardCapture::textItem("a\xff\xe2", now)->text, "a\uFFFD\uFFFD");
 
     // Characters, not bytes: "e" and a combining accent are one character of three bytes.
     std::string accented;

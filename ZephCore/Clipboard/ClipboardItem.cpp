@@ -64,40 +64,31 @@ constexpr auto commandStarts = std::to_array<std::string_view>({ "make ", "git "
     "yarn ", "pnpm ", "brew ", "cd ", "ls ", "sudo ", "swift ", "xcodebuild ", "docker ",
     "kubectl ", "curl ", "ssh ", "python3 ", "python ", "pip ", "./", "$ " });
 
+struct KindTexts {
+    std::string_view title {};
+    std::string_view symbolName {};
+};
+
+// In the order of the cases.
+constexpr auto kindTexts = std::to_array<KindTexts>({
+    { "Text", "text.alignleft" },
+    { "Link", "link" },
+    { "Colour", "paintpalette" },
+    { "Code", "terminal" },
+    { "Image", "photo" },
+});
+static_assert(kindTexts.size() == enumNames<ClipboardKind>.size());
+
 } // namespace
 
 std::string_view title(ClipboardKind kind)
 {
-    switch (kind) {
-    case ClipboardKind::text:
-        return "Text";
-    case ClipboardKind::link:
-        return "Link";
-    case ClipboardKind::colour:
-        return "Colour";
-    case ClipboardKind::code:
-        return "Code";
-    case ClipboardKind::image:
-        return "Image";
-    }
-    return {};
+    return kindTexts[static_cast<std::size_t>(kind)].title;
 }
 
 std::string_view symbolName(ClipboardKind kind)
 {
-    switch (kind) {
-    case ClipboardKind::text:
-        return "text.alignleft";
-    case ClipboardKind::link:
-        return "link";
-    case ClipboardKind::colour:
-        return "paintpalette";
-    case ClipboardKind::code:
-        return "terminal";
-    case ClipboardKind::image:
-        return "photo";
-    }
-    return {};
+    return kindTexts[static_cast<std::size_t>(kind)].symbolName;
 }
 
 ClipboardKind ClipboardItem::classify(std::string_view text)

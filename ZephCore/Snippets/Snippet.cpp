@@ -111,7 +111,7 @@ Result<Snippet> snippetFromJSON(const Json::Value& json)
             Json::readTolerant(json, "pendingReview", snippet.pendingReview),
         }))
         return *error;
-    if (!json.contains("id") || json["id"].is_null())
+    if (Json::isAbsent(json, "id"))
         snippet.id = makeUUID();
     return snippet;
 }
@@ -130,7 +130,7 @@ Result<SnippetCollection> snippetCollectionFromJSON(const Json::Value& json)
             Json::readTolerant(json, "excludedBundleIDs", collection.excludedBundleIDs),
         }))
         return *error;
-    if (!json.contains("id") || json["id"].is_null())
+    if (Json::isAbsent(json, "id"))
         collection.id = makeUUID();
     if (auto snippets = json.find("snippets"); snippets != json.end() && !snippets->is_null()) {
         auto decoded = decodeArray<Snippet>(*snippets, "snippet", snippetFromJSON);

@@ -213,6 +213,12 @@ Value toJSON(Date date)
     return isoDateText(date);
 }
 
+bool isAbsent(const Value& object, const char* key)
+{
+    auto found = object.find(key);
+    return found == object.end() || found->is_null();
+}
+
 Error fieldError(const Value& object, const char* key, const char* expected)
 {
     if (!object.contains(key))

@@ -60,6 +60,9 @@ template <> struct Field<Date> {
     static std::optional<Date> decode(const Value& value);
 };
 
+// An absent key and a null value both mean "not given".
+bool isAbsent(const Value& object, const char* key);
+
 // "\"key\" is missing." or "\"key\" must be <expected>."
 Error fieldError(const Value& object, const char* key, const char* expected);
 
@@ -75,10 +78,9 @@ template <typename T> Result<T> required(const Value& object, const char* key)
 // Absent or null is nothing; any other type than T is an error.
 template <typename T> Result<std::optional<T>> optional(const Value& object, const char* key)
 {
-    auto found = object.find(key);
-    if (found == object.end() || found->is_null())
+    if (isAbsent(object, key))
         return std::optional<T> {};
-    if (auto value = Field<T>::decode(*found))
+    if (auto value = Field<T>::decode(object[key]))
         return std::optional<T>(std::move(*value));
     return fieldError(object, key, Field<T>::expected);
 }

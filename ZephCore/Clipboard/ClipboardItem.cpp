@@ -135,13 +135,9 @@ Json::Value toJSON(const ClipboardItem& item)
         { "date", Json::toJSON(item.date) },
         { "pinned", item.pinned },
     };
-    auto putOptional = [&](const char* key, const std::optional<std::string>& value) {
-        if (value)
-            json[key] = *value;
-    };
-    putOptional("imageFile", item.imageFile);
-    putOptional("sourceApp", item.sourceApp);
-    putOptional("sourceBundleID", item.sourceBundleID);
+    Json::putOptional(json, "imageFile", item.imageFile);
+    Json::putOptional(json, "sourceApp", item.sourceApp);
+    Json::putOptional(json, "sourceBundleID", item.sourceBundleID);
     return json;
 }
 

@@ -213,6 +213,12 @@ Value toJSON(Date date)
     return isoDateText(date);
 }
 
+void putOptional(Value& object, const char* key, const std::optional<std::string>& value)
+{
+    if (value)
+        object[key] = *value;
+}
+
 bool isAbsent(const Value& object, const char* key)
 {
     auto found = object.find(key);

@@ -60,6 +60,9 @@ template <> struct Field<Date> {
     static std::optional<Date> decode(const Value& value);
 };
 
+// Writes `value` under `key` when there is one; an absent value stays an absent key.
+void putOptional(Value& object, const char* key, const std::optional<std::string>& value);
+
 // An absent key and a null value both mean "not given".
 bool isAbsent(const Value& object, const char* key);
 

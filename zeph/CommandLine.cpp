@@ -1,5 +1,7 @@
 #include "CommandLine.h"
 
+#include "Storage/Paths.h"
+
 #include <cstdio>
 #include <unistd.h>
 
@@ -25,10 +27,38 @@ std::string joinedWords(const std::vector<std::string>& words)
     return text;
 }
 
-int fail(const std::string& message)
+void warn(const std::string& message)
 {
     std::fprintf(stderr, "zeph: %s\n", message.c_str());
+}
+
+int fail(const std::string& message)
+{
+    warn(message);
     return badUsage;
+}
+
+int notFound(const std::string& message)
+{
+    warn(message);
+    return nothingFound;
+}
+
+Result<Date> presentDate(const std::optional<std::string>& now)
+{
+    if (!now)
+        return currentDate();
+    if (auto date = parseIsoDate(*now))
+        return *date;
+    return Error { "--now \"" + *now + "\" is not an ISO 8601 date such as 2026-11-13T05:11:39Z." };
+}
+
+std::filesystem::path GlobalOptions::dataFolder() const
+{
+    auto environment = Paths::Environment::current();
+    if (dataDirectory)
+        environment.dataDirectory = dataDirectory;
+    return Paths::supportDirectory(environment);
 }
 
 } // namespace zeph::CommandLine

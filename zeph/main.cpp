@@ -6,9 +6,19 @@
 int main(int argc, char** argv)
 {
     using namespace zeph::CommandLine;
-    CLI::App app { "Zeph Launcher's command line: a fuzzy line filter, and the launcher's search core.", "zeph" };
+    CLI::App app {
+        "Zeph Launcher's command line: a fuzzy line filter, the launcher's search core, key "
+        "combinations, snippets and a clipboard history.",
+        "zeph"
+    };
     app.set_version_flag("--version", "zeph " ZEPH_VERSION);
     app.require_subcommand(1);
+    // So that the option may also follow the command: "zeph clipboard list --data-dir DIR".
+    app.fallthrough();
+    GlobalOptions options;
+    app.add_option("--data-dir", options.dataDirectory,
+        "The data folder (default: ZEPH_DATA_DIR, else $XDG_DATA_HOME/Zeph Launcher or "
+        "~/.local/share/Zeph Launcher)");
     Action action;
     addFilterCommand(app, action);
     addRankCommand(app, action);
@@ -17,6 +27,9 @@ int main(int argc, char** argv)
     addParseCommand(app, action);
     addCalcCommand(app, action);
     addWebCommand(app, action);
+    addKeysCommand(app, action);
+    addClipboardCommand(app, action, options);
+    addSnippetsCommand(app, action, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {

@@ -35,14 +35,10 @@ Json::Value toJSON(const SearchItem& item)
         { "keywords", item.keywords },
         { "isValid", item.isValid },
     };
-    auto putOptional = [&](const char* key, const std::optional<std::string>& value) {
-        if (value)
-            json[key] = *value;
-    };
-    putOptional("path", item.path);
-    putOptional("argument", item.argument);
-    putOptional("autocomplete", item.autocomplete);
-    putOptional("symbolName", item.symbolName);
+    Json::putOptional(json, "path", item.path);
+    Json::putOptional(json, "argument", item.argument);
+    Json::putOptional(json, "autocomplete", item.autocomplete);
+    Json::putOptional(json, "symbolName", item.symbolName);
     return json;
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "Support/EnumTable.h"
+#include "Support/IsoDate.h"
 #include "Support/Result.h"
 
+#include <cstdint>
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -10,8 +12,9 @@
 
 #include <nlohmann/json.hpp>
 
-// Reading fields of strict records: a missing key or a value of the wrong type is an error that
-// names the key, so that the whole document fails with a sentence someone can act on.
+// Reading fields of records: a value of the wrong type is an error that names the key, so that the
+// whole document fails with a sentence someone can act on. Strict records also fail on a missing
+// key; tolerant ones keep the field's default.
 namespace zeph::Json {
 
 using Value = nlohmann::json;
@@ -19,17 +22,107 @@ using Value = nlohmann::json;
 // Parses text without throwing; text that is not JSON yields nothing.
 std::optional<Value> parse(std::string_view text);
 
-Result<std::string> requiredString(const Value& object, const char* key);
-Result<double> requiredNumber(const Value& object, const char* key);
-Result<bool> requiredBool(const Value& object, const char* key);
-Result<std::vector<std::string>> requiredStrings(const Value& object, const char* key);
-// Absent or null is nothing; any other type than a string is an error.
-Result<std::optional<std::string>> optionalString(const Value& object, const char* key);
+// A document as it goes to disk: two-space indentation, keys in byte order (so that equal content
+// gives equal bytes), a final newline. Fails on a string that is not UTF-8.
+Result<std::string> documentText(const Value& value);
 
-// Moves a field that was read into place, or hands back its error, so that a decoder reads as a
-// list of its fields: `firstError({ readInto(requiredString(json, "id"), item.id), … })`.
-template<typename T, typename Field>
-std::optional<Error> readInto(Result<T> result, Field& field)
+Value toJSON(Date date);
+
+// How one field type is read from a JSON value: nothing when the value has another type.
+template <typename T> struct Field;
+
+template <> struct Field<std::string> {
+    static constexpr const char* expected = "a string";
+    static std::optional<std::string> decode(const Value& value);
+};
+template <> struct Field<bool> {
+    static constexpr const char* expected = "true or false";
+    static std::optional<bool> decode(const Value& value);
+};
+template <> struct Field<double> {
+    static constexpr const char* expected = "a number";
+    static std::optional<double> decode(const Value& value);
+};
+template <> struct Field<std::int64_t> {
+    static constexpr const char* expected = "a whole number";
+    static std::optional<std::int64_t> decode(const Value& value);
+};
+template <> struct Field<std::uint32_t> {
+    static constexpr const char* expected = "a whole number from 0 to 4294967295";
+    static std::optional<std::uint32_t> decode(const Value& value);
+};
+template <> struct Field<std::vector<std::string>> {
+    static constexpr const char* expected = "an array of strings";
+    static std::optional<std::vector<std::string>> decode(const Value& value);
+};
+template <> struct Field<Date> {
+    static constexpr const char* expected = "an ISO 8601 date such as \"2026-11-13T05:11:39Z\"";
+    static std::optional<Date> decode(const Value& value);
+};
+
+// Writes `value` under `key` when there is one; an absent value stays an absent key.
+void putOptional(Value& object, const char* key, const std::optional<std::string>& value);
+
+// An absent key and a null value both mean "not given".
+bool isAbsent(const Value& object, const char* key);
+
+// "\"key\" is missing." or "\"key\" must be <expected>."
+Error fieldError(const Value& object, const char* key, const char* expected);
+
+template <typename T> Result<T> required(const Value& object, const char* key)
+{
+    if (auto found = object.find(key); found != object.end()) {
+        if (auto value = Field<T>::decode(*found))
+            return std::move(*value);
+    }
+    return fieldError(object, key, Field<T>::expected);
+}
+
+// Absent or null is nothing; any other type than T is an error.
+template <typename T> Result<std::optional<T>> optional(const Value& object, const char* key)
+{
+    if (isAbsent(object, key))
+        return std::optional<T> {};
+    if (auto value = Field<T>::decode(object[key]))
+        return std::optional<T>(std::move(*value));
+    return fieldError(object, key, Field<T>::expected);
+}
+
+// The readers of record fields: each returns the error, if any, and fills `field` otherwise.
+template <typename T> std::optional<Error> read(const Value& object, const char* key, T& field)
+{
+    auto value = required<T>(object, key);
+    if (!value)
+        return value.error();
+    field = std::move(*value);
+    return std::nullopt;
+}
+
+template <typename T>
+std::optional<Error> read(const Value& object, const char* key, std::optional<T>& field)
+{
+    auto value = optional<T>(object, key);
+    if (!value)
+        return value.error();
+    field = std::move(*value);
+    return std::nullopt;
+}
+
+// For tolerant records: an absent or null key keeps the field's default.
+template <typename T>
+std::optional<Error> readTolerant(const Value& object, const char* key, T& field)
+{
+    auto value = optional<T>(object, key);
+    if (!value)
+        return value.error();
+    if (*value)
+        field = std::move(**value);
+    return std::nullopt;
+}
+
+// Moves a field that was read into place, or hands back its error, for fields whose reader is not
+// a plain type: `firstError({ readInto(requiredEnum<Kind>(json, "kind"), item.kind), … })`.
+template <typename T, typename Field> std::optional<Error> readInto(Result<T> result, Field& field)
 {
     if (!result)
         return result.error();
@@ -37,11 +130,31 @@ std::optional<Error> readInto(Result<T> result, Field& field)
     return std::nullopt;
 }
 
-// The error of the first field in the list that could not be read.
-std::optional<Error> firstError(std::initializer_list<std::optional<Error>> fieldErrors);
+// The first error of a record's field readers, which are all evaluated in order.
+std::optional<Error> firstError(std::initializer_list<std::optional<Error>> errors);
 
-template<typename Enum>
-Result<Enum> requiredEnum(const Value& object, const char* key)
+inline Result<std::string> requiredString(const Value& object, const char* key)
+{
+    return required<std::string>(object, key);
+}
+inline Result<double> requiredNumber(const Value& object, const char* key)
+{
+    return required<double>(object, key);
+}
+inline Result<bool> requiredBool(const Value& object, const char* key)
+{
+    return required<bool>(object, key);
+}
+inline Result<std::vector<std::string>> requiredStrings(const Value& object, const char* key)
+{
+    return required<std::vector<std::string>>(object, key);
+}
+inline Result<std::optional<std::string>> optionalString(const Value& object, const char* key)
+{
+    return optional<std::string>(object, key);
+}
+
+template <typename Enum> Result<Enum> requiredEnum(const Value& object, const char* key)
 {
     auto text = requiredString(object, key);
     if (!text)
@@ -52,3 +165,12 @@ Result<Enum> requiredEnum(const Value& object, const char* key)
 }
 
 } // namespace zeph::Json
+
+namespace zeph {
+
+// How a whole document meets JSON. Each document type specialises this beside its records with
+// `static Json::Value encode(const Document&)` and `static Result<Document> decode(const
+// Json::Value&)`.
+template <typename Document> struct DocumentCoding;
+
+} // namespace zeph

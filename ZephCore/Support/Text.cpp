@@ -336,6 +336,35 @@ std::string_view trimmedWhitespace(std::string_view text)
     return text.substr(boundaries[first], boundaries[end] - boundaries[first]);
 }
 
+bool isWhitespaceOrNewline(char32_t scalar)
+{
+    if (scalar < 0x80)
+        return scalar == U' ' || (scalar >= U'\t' && scalar <= U'\r');
+    return u_isUWhiteSpace(static_cast<UChar32>(scalar));
+}
+
+std::string_view trimmedWhitespaceAndNewlines(std::string_view text)
+{
+    std::size_t first = 0;
+    while (first < text.size()) {
+        std::size_t next = first;
+        if (!isWhitespaceOrNewline(decodeScalar(text, next)))
+            break;
+        first = next;
+    }
+    std::size_t end = text.size();
+    while (end > first) {
+        std::size_t start = end - 1;
+        while (start > first && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80)
+            --start;
+        std::size_t next = start;
+        if (!isWhitespaceOrNewline(decodeScalar(text, next)))
+            break;
+        end = start;
+    }
+    return text.substr(first, end - first);
+}
+
 std::string foldedText(std::string_view text)
 {
     auto folded = toUnicode(text).foldCase(U_FOLD_CASE_DEFAULT);

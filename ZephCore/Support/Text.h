@@ -45,6 +45,12 @@ bool isTrimmedWhitespace(char32_t scalar);
 // `text` (valid UTF-8) without the whitespace characters at either end.
 std::string_view trimmedWhitespace(std::string_view text);
 
+// The Unicode White_Space property: spaces, tabs and line breaks of every kind.
+bool isWhitespaceOrNewline(char32_t scalar);
+// `text` (valid UTF-8) without White_Space scalars at either end. It works scalar by scalar and
+// touches only the ends, so it stays cheap on a long clipboard text.
+std::string_view trimmedWhitespaceAndNewlines(std::string_view text);
+
 // Scalars below U+0300 (ASCII and the Latin blocks) are each a character of their own, are stable
 // under NFC, and fold and lower-case to one scalar (U+0130 aside): the common case, kept in a table
 // so that the hot paths need no ICU.

@@ -1,0 +1,205 @@
+#pragma once
+
+#include "Storage/Paths.h"
+#include "Support/FileLock.h"
+#include "Support/Json.h"
+#include "Support/Result.h"
+
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace zeph {
+
+// Replaces a whole file so that a crash at any moment leaves either the old or the new bytes.
+class FileWriting {
+public:
+    virtual ~FileWriting() = default;
+    // Returns the failure, if any; the old file is then as it was.
+    virtual std::optional<Error> replaceFile(
+        const std::filesystem::path& path, std::string_view bytes)
+        = 0;
+};
+
+// The writer of every document: a temporary file in the same folder, fsync, rename over the target,
+// fsync of the folder, so that the rename itself is on disk when the call returns.
+class AtomicFileWriter final : public FileWriting {
+public:
+    std::optional<Error> replaceFile(
+        const std::filesystem::path& path, std::string_view bytes) override;
+};
+FileWriting& atomicFileWriter();
+
+// The file under a store, with no knowledge of the document inside.
+class DocumentFile {
+public:
+    DocumentFile(
+        std::string fileName, std::optional<std::filesystem::path> directory, FileWriting& writer);
+
+    enum class Found {
+        bytes,
+        nothing, // No file, or something other than a file: nothing to keep or to decode.
+        unreadable, // A file that could not be read: kept safe before anything replaces it.
+    };
+    struct Contents {
+        Found found = Found::nothing;
+        std::string bytes {};
+    };
+    Contents read() const;
+    // Parses the bytes; the error names the file.
+    Result<Json::Value> parse(std::string_view bytes) const;
+    Error invalid(const Error& error) const;
+    // Moves the file to "<name>.corrupt", replacing an older one; false when that failed.
+    bool setAside() const;
+    // Creates the folder and replaces the file; the error names the file.
+    std::optional<Error> write(std::string_view bytes) const;
+    // Removes the file; a failure is of no interest to anyone.
+    void remove() const;
+
+    const std::filesystem::path& path() const { return m_path; }
+    std::filesystem::path sidecarPath() const;
+
+private:
+    std::string m_fileName;
+    std::filesystem::path m_path;
+    FileWriting& m_writer;
+};
+
+// The one reader and writer of a JSON document: keeps the last value in memory, serialises every
+// call, writes atomically, and moves an undecodable file aside instead of overwriting it. Any
+// thread may call it; each call blocks until it is done.
+template <typename Document> class JSONFileStore {
+public:
+    // Touches no file. Without a directory, the document lives in Paths::supportDirectory().
+    explicit JSONFileStore(std::string fileName,
+        std::optional<std::filesystem::path> directory = std::nullopt,
+        FileWriting& writer = atomicFileWriter())
+        : m_file(std::move(fileName), std::move(directory), writer)
+    {
+    }
+    JSONFileStore(const JSONFileStore&) = delete;
+    JSONFileStore& operator=(const JSONFileStore&) = delete;
+
+    // Reads the file once; from then on answers from memory. Nothing for a missing, unreadable or
+    // undecodable file; the undecodable one is moved to "<name>.corrupt" and sets lastError.
+    std::optional<Document> load()
+    {
+        std::lock_guard lock(m_queue);
+        return loadOnQueue();
+    }
+
+    // Never throws: a failure shows only in lastError, with the value kept in memory all the same
+    // and the previous file intact.
+    void save(const Document& value)
+    {
+        std::lock_guard lock(m_queue);
+        // A store that has not looked at its file yet does so first, so that a file it could not
+        // read or decode is moved aside before anything replaces it.
+        if (!m_hasLoaded)
+            loadOnQueue();
+        m_cached = value;
+        auto text = Json::documentText(DocumentCoding<Document>::encode(value));
+        if (!text)
+            return setLastError(Error { m_file.path().string() + ": " + text.error().message });
+        if (m_mustSetAside) {
+            if (!m_file.setAside())
+                return setLastError(Error { m_file.path().string()
+                    + " could not be moved aside to its .corrupt copy, so it was not "
+                      "overwritten." });
+            m_mustSetAside = false;
+        }
+        setLastError(m_file.write(*text));
+    }
+
+    // Forgets the value and removes the file; a failed removal is ignored.
+    void clear()
+    {
+        std::lock_guard lock(m_queue);
+        m_cached.reset();
+        m_hasLoaded = true;
+        m_mustSetAside = false;
+        m_file.remove();
+    }
+
+    // Readable from any thread without waiting for a call in progress.
+    std::optional<Error> lastError() const
+    {
+        std::lock_guard lock(m_errorLock);
+        return m_lastError;
+    }
+
+    const std::filesystem::path& fileURL() const { return m_file.path(); }
+
+private:
+    std::optional<Document> loadOnQueue()
+    {
+        if (m_hasLoaded)
+            return m_cached;
+        m_hasLoaded = true;
+        auto contents = m_file.read();
+        if (contents.found == DocumentFile::Found::unreadable)
+            m_mustSetAside = true;
+        if (contents.found != DocumentFile::Found::bytes)
+            return std::nullopt;
+        auto json = m_file.parse(contents.bytes);
+        auto document
+            = json ? DocumentCoding<Document>::decode(*json) : Result<Document>(json.error());
+        if (document) {
+            m_cached = std::move(*document);
+            return m_cached;
+        }
+        setLastError(json ? m_file.invalid(document.error()) : document.error());
+        m_mustSetAside = !m_file.setAside();
+        return std::nullopt;
+    }
+
+    void setLastError(std::optional<Error> error)
+    {
+        std::lock_guard lock(m_errorLock);
+        m_lastError = std::move(error);
+    }
+
+    DocumentFile m_file;
+    std::mutex m_queue;
+    std::optional<Document> m_cached;
+    bool m_hasLoaded = false;
+    // The file on disk holds bytes that could not be read or decoded and is still in its place.
+    bool m_mustSetAside = false;
+    mutable std::mutex m_errorLock;
+    std::optional<Error> m_lastError;
+};
+
+template <typename Document> struct LockedChange {
+    Document document {};
+    // Set when the file could not be decoded and was moved aside: the change started from the
+    // fallback.
+    std::optional<Error> loadError {};
+};
+
+// Reads a document afresh while holding the data folder's ".agent.lock", lets `change` edit it and
+// saves it when `change` returns true, so that processes sharing the folder never lose each other's
+// changes. A missing or undecodable document starts as `fallback`.
+template <typename Document, typename Change>
+Result<LockedChange<Document>> changeDocument(const std::filesystem::path& directory,
+    std::string fileName, Document fallback, Change&& change,
+    FileWriting& writer = atomicFileWriter())
+{
+    std::error_code ignored;
+    std::filesystem::create_directories(directory, ignored);
+    auto lock = FileLock::acquire(directory / Paths::agentLockFile);
+    if (!lock)
+        return lock.error();
+    JSONFileStore<Document> store(std::move(fileName), directory, writer);
+    LockedChange<Document> result { .document = store.load().value_or(std::move(fallback)),
+        .loadError = store.lastError() };
+    if (!change(result.document))
+        return result;
+    store.save(result.document);
+    if (auto error = store.lastError())
+        return *error;
+    return result;
+}
+
+} // namespace zeph

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+// Where the per-user documents live.
+namespace zeph::Paths {
+
+inline constexpr std::string_view folderName = "Zeph Launcher";
+
+inline constexpr std::string_view settingsFile = "settings.json";
+inline constexpr std::string_view themesFile = "themes.json";
+inline constexpr std::string_view snippetsFile = "snippets.json";
+inline constexpr std::string_view workflowsFile = "workflows.json";
+inline constexpr std::string_view knowledgeFile = "knowledge.json";
+inline constexpr std::string_view clipboardFile = "clipboard.json";
+inline constexpr std::string_view clipboardImagesFolder = "Clipboard";
+inline constexpr std::string_view workflowsFolder = "Workflows";
+// Every process that changes a document from outside the application holds this lock meanwhile.
+inline constexpr std::string_view agentLockFile = ".agent.lock";
+inline constexpr std::string_view corruptExtension = ".corrupt";
+
+// What decides the data folder: the process environment, or what a test or the command line sets.
+struct Environment {
+    std::optional<std::string> dataDirectory {}; // ZEPH_DATA_DIR, or the command line's --data-dir.
+    std::optional<std::string> xdgDataHome {};
+    std::optional<std::string> home {};
+    std::optional<std::string> temporaryDirectory {}; // TMPDIR.
+    bool operator==(const Environment&) const = default;
+
+    // Reads ZEPH_DATA_DIR, XDG_DATA_HOME, HOME (else the password database) and TMPDIR.
+    static Environment current();
+};
+
+// The data folder, created with its parents if missing. An explicit data directory is used as it
+// is. Otherwise "$XDG_DATA_HOME/Zeph Launcher" when that variable is an absolute path, else
+// "~/.local/share/Zeph Launcher"; when neither can be made, "Zeph Launcher" in the temporary
+// folder. Never fails: a folder that cannot be created is returned all the same, and the first
+// write into it reports the problem.
+std::filesystem::path supportDirectory(const Environment& environment = Environment::current());
+
+} // namespace zeph::Paths

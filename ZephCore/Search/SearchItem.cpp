@@ -48,16 +48,16 @@ Result<SearchItem> searchItemFromJSON(const Json::Value& json)
         return Error { "A search item must be a JSON object." };
     SearchItem item;
     if (auto error = Json::firstError({
-            Json::readInto(Json::requiredString(json, "id"), item.id),
-            Json::readInto(Json::requiredString(json, "title"), item.title),
-            Json::readInto(Json::requiredString(json, "subtitle"), item.subtitle),
+            Json::read(json, "id", item.id),
+            Json::read(json, "title", item.title),
+            Json::read(json, "subtitle", item.subtitle),
             Json::readInto(Json::requiredEnum<ItemKind>(json, "kind"), item.kind),
-            Json::readInto(Json::optionalString(json, "path"), item.path),
-            Json::readInto(Json::optionalString(json, "argument"), item.argument),
-            Json::readInto(Json::requiredStrings(json, "keywords"), item.keywords),
-            Json::readInto(Json::optionalString(json, "autocomplete"), item.autocomplete),
-            Json::readInto(Json::optionalString(json, "symbolName"), item.symbolName),
-            Json::readInto(Json::requiredBool(json, "isValid"), item.isValid),
+            Json::read(json, "path", item.path),
+            Json::read(json, "argument", item.argument),
+            Json::read(json, "keywords", item.keywords),
+            Json::read(json, "autocomplete", item.autocomplete),
+            Json::read(json, "symbolName", item.symbolName),
+            Json::read(json, "isValid", item.isValid),
         }))
         return *error;
     return item;

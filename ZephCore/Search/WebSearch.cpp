@@ -239,12 +239,12 @@ Result<WebSearch> webSearchFromJSON(const Json::Value& json)
         return Error { "A web search must be a JSON object." };
     WebSearch search;
     if (auto error = Json::firstError({
-            Json::readInto(Json::requiredString(json, "id"), search.id),
-            Json::readInto(Json::requiredString(json, "keyword"), search.keyword),
-            Json::readInto(Json::requiredString(json, "name"), search.name),
-            Json::readInto(Json::requiredString(json, "url"), search.url),
-            Json::readInto(Json::requiredBool(json, "isEnabled"), search.isEnabled),
-            Json::readInto(Json::requiredBool(json, "isFallback"), search.isFallback),
+            Json::read(json, "id", search.id),
+            Json::read(json, "keyword", search.keyword),
+            Json::read(json, "name", search.name),
+            Json::read(json, "url", search.url),
+            Json::read(json, "isEnabled", search.isEnabled),
+            Json::read(json, "isFallback", search.isFallback),
         }))
         return *error;
     return search;

@@ -1,6 +1,7 @@
 #include "Clipboard/ClipboardCapture.h"
 #include "Clipboard/RelativeTime.h"
 #include "CommandLine.h"
+#include "Storage/AppSettings.h"
 #include "Storage/JSONFileStore.h"
 #include "Support/Calendar.h"
 #include "Support/Text.h"
@@ -29,17 +30,14 @@ struct ListOptions {
 };
 
 // The clipboard part of the settings, read but never written here: the settings document belongs to
-// whoever edits the settings. A missing or unreadable one gives the defaults, as it does the
+// whoever edits the settings. A missing or undecodable one gives the defaults, as it does the
 // application.
 ClipboardSettings clipboardSettings(const std::filesystem::path& folder)
 {
-    auto input = InputBuffer::readFile((folder / Paths::settingsFile).string());
-    if (!input)
+    auto settings = peekDocument<AppSettings>(folder, std::string(Paths::settingsFile));
+    if (!settings || !*settings)
         return {};
-    auto json = Json::parse(input->text());
-    if (!json || !json->is_object() || !json->contains("clipboard"))
-        return {};
-    return clipboardSettingsFromJSON((*json)["clipboard"]).value_or(ClipboardSettings {});
+    return (*settings)->clipboard;
 }
 
 // Changes the history under the data folder's lock; `change` returns whether to save.

@@ -4,28 +4,6 @@
 
 namespace zeph {
 
-namespace {
-
-// Decodes each element of an array, naming the failing one: "snippet 3: …".
-template <typename Record, typename Decode>
-Result<std::vector<Record>> decodeArray(const Json::Value& json, const char* noun, Decode decode)
-{
-    if (!json.is_array())
-        return Error { std::string("The ") + noun + "s must be a JSON array." };
-    std::vector<Record> records;
-    records.reserve(json.size());
-    for (std::size_t index = 0; index < json.size(); ++index) {
-        auto record = decode(json[index]);
-        if (!record)
-            return Error { std::string(noun) + " " + std::to_string(index + 1) + ": "
-                + record.error().message };
-        records.push_back(std::move(*record));
-    }
-    return records;
-}
-
-} // namespace
-
 const SnippetCollection& SnippetCollection::starter()
 {
     static const SnippetCollection collection {
@@ -133,7 +111,7 @@ Result<SnippetCollection> snippetCollectionFromJSON(const Json::Value& json)
     if (Json::isAbsent(json, "id"))
         collection.id = makeUUID();
     if (auto snippets = json.find("snippets"); snippets != json.end() && !snippets->is_null()) {
-        auto decoded = decodeArray<Snippet>(*snippets, "snippet", snippetFromJSON);
+        auto decoded = Json::decodeArray<Snippet>(*snippets, "snippet", snippetFromJSON);
         if (!decoded)
             return decoded.error();
         collection.snippets = std::move(*decoded);
@@ -169,7 +147,7 @@ Json::Value DocumentCoding<std::vector<SnippetCollection>>::encode(
 Result<std::vector<SnippetCollection>> DocumentCoding<std::vector<SnippetCollection>>::decode(
     const Json::Value& json)
 {
-    return decodeArray<SnippetCollection>(json, "collection", snippetCollectionFromJSON);
+    return Json::decodeArray<SnippetCollection>(json, "collection", snippetCollectionFromJSON);
 }
 
 } // namespace zeph

@@ -171,6 +171,28 @@ private:
     std::optional<Error> m_lastError;
 };
 
+// Reads and decodes a document without keeping it, taking a lock or changing any file: a reader
+// that does not own the document must not set it aside. Nothing for a missing file; an error names
+// an unreadable or undecodable one.
+template <typename Document>
+Result<std::optional<Document>> peekDocument(
+    const std::filesystem::path& directory, std::string fileName)
+{
+    DocumentFile file(std::move(fileName), directory, atomicFileWriter());
+    auto contents = file.read();
+    if (contents.found == DocumentFile::Found::nothing)
+        return std::optional<Document> {};
+    if (contents.found == DocumentFile::Found::unreadable)
+        return Error { file.path().string() + " could not be read." };
+    auto json = file.parse(contents.bytes);
+    if (!json)
+        return json.error();
+    auto document = DocumentCoding<Document>::decode(*json);
+    if (!document)
+        return file.invalid(document.error());
+    return std::optional<Document>(std::move(*document));
+}
+
 template <typename Document> struct LockedChange {
     Document document {};
     // Set when the file could not be decoded and was moved aside: the change started from the

@@ -154,6 +154,41 @@ inline Result<std::optional<std::string>> optionalString(const Value& object, co
     return optional<std::string>(object, key);
 }
 
+// Decodes each element of an array, naming the failing one: "snippet 3: …". The plural names the
+// whole in the error for a value that is no array; without one, an "s" is added to the noun.
+template <typename Record, typename Decode>
+Result<std::vector<Record>> decodeArray(
+    const Value& json, const char* noun, Decode decode, const char* plural = nullptr)
+{
+    if (!json.is_array())
+        return Error { "The " + (plural ? std::string(plural) : std::string(noun) + "s")
+            + " must be a JSON array." };
+    std::vector<Record> records;
+    records.reserve(json.size());
+    for (std::size_t index = 0; index < json.size(); ++index) {
+        auto record = decode(json[index]);
+        if (!record)
+            return Error { std::string(noun) + " " + std::to_string(index + 1) + ": "
+                + record.error().message };
+        records.push_back(std::move(*record));
+    }
+    return records;
+}
+
+// For tolerant records whose field is itself a record or a list: an absent or null key keeps the
+// field's default, and an error names the key, "search: …".
+template <typename T, typename Decode>
+std::optional<Error> readTolerant(const Value& object, const char* key, T& field, Decode decode)
+{
+    if (isAbsent(object, key))
+        return std::nullopt;
+    Result<T> value = decode(object[key]);
+    if (!value)
+        return Error { std::string(key) + ": " + value.error().message };
+    field = std::move(*value);
+    return std::nullopt;
+}
+
 template <typename Enum> Result<Enum> requiredEnum(const Value& object, const char* key)
 {
     auto text = requiredString(object, key);

@@ -29,30 +29,20 @@ struct ListOptions {
     std::optional<std::string> locale {};
 };
 
-// The clipboard part of the settings, read but never written here: the settings document belongs to
-// whoever edits the settings. A missing or undecodable one gives the defaults, as it does the
-// application.
+// The clipboard part of the settings, read but never written here. A missing or undecodable
+// document gives the defaults, as it does the application.
 ClipboardSettings clipboardSettings(const std::filesystem::path& folder)
 {
-    auto settings = peekDocument<AppSettings>(folder, std::string(Paths::settingsFile));
-    if (!settings || !*settings)
-        return {};
-    return (*settings)->clipboard;
+    return documentToShow(folder, Paths::settingsFile, AppSettings {}, "the defaults apply.")
+        .clipboard;
 }
 
 // Changes the history under the data folder's lock; `change` returns whether to save.
 template <typename Change>
 Result<ClipboardHistory> changeHistory(const std::filesystem::path& folder, Change change)
 {
-    auto result
-        = changeDocument(folder, std::string(Paths::clipboardFile), ClipboardHistory {}, change);
-    if (!result)
-        return result.error();
-    if (result->loadError)
-        warn(result->loadError->message + " It was moved aside to "
-            + std::string(Paths::clipboardFile) + std::string(Paths::corruptExtension)
-            + ", and the history starts empty.");
-    return std::move(result->document);
+    return changeReporting(folder, Paths::clipboardFile, ClipboardHistory {}, change,
+        ", and the history starts empty.");
 }
 
 int add(const AddOptions& options, const GlobalOptions& global)

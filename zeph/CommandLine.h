@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Storage/JSONFileStore.h"
+#include "Storage/Paths.h"
 #include "Support/InputBuffer.h"
 #include "Support/IsoDate.h"
 #include "Support/Json.h"
@@ -37,6 +39,9 @@ struct GlobalOptions {
 };
 void addClipboardCommand(CLI::App& app, Action& action, const GlobalOptions& options);
 void addSnippetsCommand(CLI::App& app, Action& action, const GlobalOptions& options);
+void addConfigCommand(CLI::App& app, Action& action, const GlobalOptions& options);
+void addThemesCommand(CLI::App& app, Action& action, const GlobalOptions& options);
+void addLearnCommands(CLI::App& app, Action& action, const GlobalOptions& options);
 
 // All of standard input; read errors are reported, never thrown.
 Result<InputBuffer> readStandardInput();
@@ -52,5 +57,36 @@ int fail(const std::string& message);
 int notFound(const std::string& message);
 // The --now option: the given ISO 8601 moment, else the present one.
 Result<Date> presentDate(const std::optional<std::string>& now);
+
+// A document read only to show it: nothing is locked or moved aside, for the document belongs to
+// whoever changes it. A missing one gives `fallback`, and so does an undecodable one, after a
+// warning that ends with `meanwhile`, what holds until the document is replaced.
+template <typename Document>
+Document documentToShow(const std::filesystem::path& folder, std::string_view fileName,
+    Document fallback, std::string_view meanwhile)
+{
+    auto document = peekDocument<Document>(folder, std::string(fileName));
+    if (!document) {
+        warn(document.error().message + " Until it is replaced, " + std::string(meanwhile));
+        return fallback;
+    }
+    return document->has_value() ? std::move(**document) : std::move(fallback);
+}
+
+// changeDocument, with a warning when the document could not be decoded and was moved aside; the
+// warning ends with `startsFrom`, which says what the change started from instead.
+template <typename Document, typename Change>
+Result<Document> changeReporting(const std::filesystem::path& folder, std::string_view fileName,
+    Document fallback, Change&& change, std::string_view startsFrom)
+{
+    auto result = changeDocument(
+        folder, std::string(fileName), std::move(fallback), std::forward<Change>(change));
+    if (!result)
+        return result.error();
+    if (result->loadError)
+        warn(result->loadError->message + " It was moved aside to " + std::string(fileName)
+            + std::string(Paths::corruptExtension) + std::string(startsFrom));
+    return std::move(result->document);
+}
 
 } // namespace zeph::CommandLine

@@ -15,18 +15,16 @@ int list(bool json, const GlobalOptions& global)
 {
     // Read under the lock, as every process that shares the folder does; the starter collection
     // stands in for a missing document, as in the application.
-    auto result = changeDocument(global.dataFolder(), std::string(Paths::snippetsFile),
-        Collections { SnippetCollection::starter() }, [](Collections&) { return false; });
-    if (!result)
-        return fail(result.error().message);
-    if (result->loadError)
-        warn(result->loadError->message + " It was moved aside to "
-            + std::string(Paths::snippetsFile) + std::string(Paths::corruptExtension) + ".");
+    auto collections = changeReporting(
+        global.dataFolder(), Paths::snippetsFile, Collections { SnippetCollection::starter() },
+        [](Collections&) { return false; }, ".");
+    if (!collections)
+        return fail(collections.error().message);
     auto marks = [](bool isEnabled, bool pendingReview) {
         return std::string(isEnabled ? "" : " (disabled)")
             + (pendingReview ? " (pending review)" : "");
     };
-    for (auto& collection : result->document) {
+    for (auto& collection : *collections) {
         if (json) {
             printJSON(toJSON(collection));
             continue;

@@ -8,7 +8,7 @@ int main(int argc, char** argv)
     using namespace zeph::CommandLine;
     CLI::App app {
         "Zeph Launcher's command line: a fuzzy line filter, the launcher's search core, key "
-        "combinations, snippets and a clipboard history.",
+        "combinations, snippets, a clipboard history, the settings, themes and learned ranking.",
         "zeph"
     };
     app.set_version_flag("--version", "zeph " ZEPH_VERSION);
@@ -30,6 +30,9 @@ int main(int argc, char** argv)
     addKeysCommand(app, action);
     addClipboardCommand(app, action, options);
     addSnippetsCommand(app, action, options);
+    addConfigCommand(app, action, options);
+    addThemesCommand(app, action, options);
+    addLearnCommands(app, action, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {

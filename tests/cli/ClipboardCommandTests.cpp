@@ -1,7 +1,7 @@
 // The data commands of the built zeph: key combinations, the clipboard history and snippets, each
 // run against a temporary data folder.
 #include "Support/TemporaryDirectory.h"
-#include "cli/RunZeph.h"
+#include "cli/DataFolder.h"
 
 #include <fstream>
 #include <sstream>
@@ -31,17 +31,9 @@ std::vector<std::string> lines(const std::string& text)
     return result;
 }
 
-// Runs zeph on a fresh data folder of its own, with no clipboard state from the test's terminal.
-class DataFolder {
+// A data folder with the clipboard history as `list --json` prints it.
+class DataFolder : public CommandLineTesting::DataFolder {
 public:
-    CommandLineTesting::Run operator()(std::vector<std::string> arguments,
-        const std::string& input = "", CommandLineTesting::Environment environment = {}) const
-    {
-        environment.insert(environment.begin(),
-            { { "ZEPH_DATA_DIR", path().string() }, { "CLIPBOARD_STATE", "" } });
-        return zeph(arguments, input, environment);
-    }
-    // The history as `list --json` prints it.
     std::vector<nlohmann::json> entries(const std::string& now = "2026-11-13T12:00:00Z") const
     {
         std::vector<nlohmann::json> result;
@@ -58,10 +50,6 @@ public:
             result.push_back(entry["text"]);
         return result;
     }
-    std::filesystem::path path() const { return m_folder / "data"; }
-
-private:
-    TemporaryDirectory m_folder;
 };
 
 using Texts = std::vector<std::string>;

@@ -3,8 +3,11 @@
 // the date reader and, as copied text, through classification and the history's rules.
 #include "Clipboard/ClipboardCapture.h"
 #include "Clipboard/ClipboardHistory.h"
+#include "Search/KnowledgeBase.h"
 #include "Snippets/Snippet.h"
+#include "Storage/AppSettings.h"
 #include "Storage/KeyCombo.h"
+#include "Storage/Theme.h"
 #include "Support/Text.h"
 #include "Support/Verify.h"
 
@@ -57,6 +60,12 @@ void checkEveryDecoder(const Json::Value& json)
     checkRoundTrip<ClipboardItem>(json, clipboardItemFromJSON);
     checkRoundTrip<ClipboardSettings>(json, clipboardSettingsFromJSON);
     checkRoundTrip<ClipboardHistory>(json, clipboardHistoryFromJSON);
+    checkRoundTrip<SearchSettings>(json, searchSettingsFromJSON);
+    checkRoundTrip<AppSettings>(json, appSettingsFromJSON);
+    checkRoundTrip<ThemeColor>(json, themeColorFromJSON);
+    checkRoundTrip<ThemePalette>(json, themePaletteFromJSON);
+    checkRoundTrip<Theme>(json, themeFromJSON);
+    checkRoundTrip<KnowledgeBase::Snapshot>(json, knowledgeSnapshotFromJSON);
 
     using Collections = DocumentCoding<std::vector<SnippetCollection>>;
     if (auto collections = Collections::decode(json)) {

@@ -58,8 +58,14 @@ double saturated(double sum)
 KnowledgeBase::KnowledgeBase() = default;
 
 KnowledgeBase::KnowledgeBase(Snapshot snapshot)
-    : m_entries(std::move(snapshot.entries))
 {
+    for (auto& [key, items] : snapshot.entries) {
+        StoredItems stored;
+        stored.reserve(items.size());
+        for (auto& [id, entry] : items)
+            stored.push_back({ .item = intern(id), .entry = entry });
+        m_keys.emplace(key, std::move(stored));
+    }
 }
 
 std::string KnowledgeBase::queryKey(std::string_view text)
@@ -75,43 +81,80 @@ double KnowledgeBase::decay(Date lastUsed, Date now)
     return std::exp2(-std::max(0.0, age) / halfLifeSeconds);
 }
 
+KnowledgeBase::ItemIndex KnowledgeBase::intern(std::string_view itemID)
+{
+    if (auto found = m_itemIndex.find(itemID); found != m_itemIndex.end())
+        return found->second;
+    auto index = static_cast<ItemIndex>(m_itemIDs.size());
+    m_itemIDs.push_back(std::make_unique<const std::string>(itemID));
+    m_itemIndex.emplace(*m_itemIDs.back(), index);
+    return index;
+}
+
+void KnowledgeBase::compactItems()
+{
+    constexpr auto unused = static_cast<ItemIndex>(-1);
+    std::vector<ItemIndex> renumbered(m_itemIDs.size(), unused);
+    std::vector<std::unique_ptr<const std::string>> kept;
+    for (auto& [key, items] : m_keys) {
+        for (auto& stored : items) {
+            auto& number = renumbered[stored.item];
+            if (number == unused) {
+                number = static_cast<ItemIndex>(kept.size());
+                kept.push_back(std::move(m_itemIDs[stored.item]));
+            }
+            stored.item = number;
+        }
+    }
+    m_itemIDs = std::move(kept);
+    m_itemIndex.clear();
+    for (std::size_t index = 0; index < m_itemIDs.size(); ++index)
+        m_itemIndex.emplace(*m_itemIDs[index], static_cast<ItemIndex>(index));
+    m_sums.clear();
+    m_isSummed.clear();
+}
+
 void KnowledgeBase::record(std::string_view query, std::string_view itemID, Date now)
 {
     auto key = queryKey(query);
     if (key.empty())
         return;
     std::lock_guard lock(m_lock);
-    auto items = m_entries.find(key);
-    if (items == m_entries.end())
-        items = m_entries.emplace(std::move(key), ItemEntries {}).first;
-    auto item = items->second.find(itemID);
-    if (item == items->second.end())
-        item = items->second.emplace(std::string(itemID), Entry { .count = 0, .lastUsed = now })
-                   .first;
-    auto& entry = item->second;
+    auto items = m_keys.find(key);
+    if (items == m_keys.end())
+        items = m_keys.emplace(std::move(key), StoredItems {}).first;
+    auto index = intern(itemID);
+    auto stored = std::find_if(items->second.begin(), items->second.end(),
+        [&](const StoredEntry& candidate) { return candidate.item == index; });
+    if (stored == items->second.end()) {
+        items->second.push_back({ .item = index, .entry = { .count = 0, .lastUsed = now } });
+        stored = std::prev(items->second.end());
+    }
+    auto& entry = stored->entry;
     // The stored count is always as of its own date, so no pass ever needs to age the whole base.
     entry.count = entry.count * decay(entry.lastUsed, now) + 1;
     entry.lastUsed = now;
     m_dirty = true;
-    if (m_entries.size() > pruningThreshold)
+    if (m_keys.size() > pruningThreshold)
         prune();
 }
 
 void KnowledgeBase::prune()
 {
+    using KeyIterator = decltype(m_keys)::iterator;
     struct Candidate {
         Date newest {};
-        Entries::iterator key {};
+        KeyIterator key {};
     };
     std::vector<Candidate> candidates;
-    candidates.reserve(m_entries.size());
-    for (auto key = m_entries.begin(); key != m_entries.end(); ++key) {
+    candidates.reserve(m_keys.size());
+    for (auto key = m_keys.begin(); key != m_keys.end(); ++key) {
         auto newest = Date::min();
-        for (auto& [id, entry] : key->second)
-            newest = std::max(newest, entry.lastUsed);
+        for (auto& stored : key->second)
+            newest = std::max(newest, stored.entry.lastUsed);
         candidates.push_back({ newest, key });
     }
-    auto excess = static_cast<std::ptrdiff_t>(m_entries.size() - keysAfterPruning);
+    auto excess = static_cast<std::ptrdiff_t>(m_keys.size() - keysAfterPruning);
     // Ties of date go by key, so that which keys leave never depends on the order of the map.
     std::nth_element(candidates.begin(), candidates.begin() + excess, candidates.end(),
         [](const Candidate& first, const Candidate& second) {
@@ -119,7 +162,32 @@ void KnowledgeBase::prune()
                 < std::tie(second.newest, second.key->first);
         });
     for (auto candidate = candidates.begin(); candidate != candidates.begin() + excess; ++candidate)
-        m_entries.erase(candidate->key);
+        m_keys.erase(candidate->key);
+    compactItems();
+}
+
+void KnowledgeBase::addToSums(const StoredItems& items, double weight, Date now) const
+{
+    for (auto& stored : items) {
+        if (!m_isSummed[stored.item]) {
+            m_isSummed[stored.item] = true;
+            m_summed.push_back(stored.item);
+        }
+        m_sums[stored.item] += stored.entry.count * decay(stored.entry.lastUsed, now) * weight;
+    }
+}
+
+KnowledgeBase::Scores KnowledgeBase::takeSums(double (*finish)(double)) const
+{
+    Scores scores;
+    scores.reserve(m_summed.size());
+    for (auto index : m_summed) {
+        scores.emplace(*m_itemIDs[index], finish(m_sums[index]));
+        m_sums[index] = 0;
+        m_isSummed[index] = false;
+    }
+    m_summed.clear();
+    return scores;
 }
 
 KnowledgeBase::Scores KnowledgeBase::boosts(std::string_view query, Date now) const
@@ -128,57 +196,56 @@ KnowledgeBase::Scores KnowledgeBase::boosts(std::string_view query, Date now) co
     auto key = keyOf(query, &ends);
     if (key.empty())
         return {};
-    Scores scores;
-    auto add = [&](const ItemEntries& items, double weight) {
-        for (auto& [id, entry] : items)
-            scores[id] += entry.count * decay(entry.lastUsed, now) * weight;
-    };
-    {
-        std::lock_guard lock(m_lock);
-        // The stored keys that the typed one begins with, itself included: one lookup for each of
-        // its beginnings rather than a walk over every key.
-        for (auto end : ends) {
-            auto found = m_entries.find(std::string_view(key).substr(0, end));
-            if (found != m_entries.end())
-                add(found->second, end == key.size() ? exactWeight : typedPastWeight);
-        }
-        // The stored keys that begin with the typed one lie together after it.
-        for (auto stored = m_entries.upper_bound(key);
-             stored != m_entries.end() && stored->first.starts_with(key); ++stored) {
-            if (isCharacterBoundary(stored->first, key.size()))
-                add(stored->second, typedBeginningWeight);
-        }
+    std::lock_guard lock(m_lock);
+    m_sums.resize(m_itemIDs.size());
+    m_isSummed.resize(m_itemIDs.size());
+    // The stored keys that the typed one begins with, itself included: one lookup for each of its
+    // beginnings rather than a walk over every key.
+    for (auto end : ends) {
+        auto found = m_keys.find(std::string_view(key).substr(0, end));
+        if (found != m_keys.end())
+            addToSums(found->second, end == key.size() ? exactWeight : typedPastWeight, now);
     }
-    for (auto& [id, score] : scores)
-        score = saturated(score);
-    return scores;
+    // The stored keys that begin with the typed one lie together after it.
+    for (auto stored = m_keys.upper_bound(key);
+         stored != m_keys.end() && stored->first.starts_with(key); ++stored) {
+        if (isCharacterBoundary(stored->first, key.size()))
+            addToSums(stored->second, typedBeginningWeight, now);
+    }
+    return takeSums(saturated);
 }
 
 KnowledgeBase::Scores KnowledgeBase::usageScores(Date now) const
 {
-    Scores scores;
     std::lock_guard lock(m_lock);
-    for (auto& [key, items] : m_entries) {
-        for (auto& [id, entry] : items)
-            scores[id] += entry.count * decay(entry.lastUsed, now);
-    }
-    return scores;
+    m_sums.resize(m_itemIDs.size());
+    m_isSummed.resize(m_itemIDs.size());
+    for (auto& [key, items] : m_keys)
+        addToSums(items, 1, now);
+    return takeSums([](double sum) { return sum; });
 }
 
 bool KnowledgeBase::forget(std::string_view itemID)
 {
     std::lock_guard lock(m_lock);
+    auto found = m_itemIndex.find(itemID);
+    if (found == m_itemIndex.end())
+        return false;
+    auto index = found->second;
     bool removed = false;
-    for (auto key = m_entries.begin(); key != m_entries.end();) {
-        auto item = key->second.find(itemID);
-        if (item == key->second.end()) {
+    for (auto key = m_keys.begin(); key != m_keys.end();) {
+        auto& items = key->second;
+        auto stored = std::find_if(items.begin(), items.end(),
+            [&](const StoredEntry& candidate) { return candidate.item == index; });
+        if (stored == items.end()) {
             ++key;
             continue;
         }
         removed = true;
-        key->second.erase(item);
-        key = key->second.empty() ? m_entries.erase(key) : std::next(key);
+        items.erase(stored);
+        key = items.empty() ? m_keys.erase(key) : std::next(key);
     }
+    compactItems();
     // So that the removal reaches the disk.
     m_dirty = m_dirty || removed;
     return removed;
@@ -187,14 +254,22 @@ bool KnowledgeBase::forget(std::string_view itemID)
 void KnowledgeBase::reset()
 {
     std::lock_guard lock(m_lock);
-    m_entries.clear();
+    m_keys.clear();
+    compactItems();
     m_dirty = true;
 }
 
 KnowledgeBase::Snapshot KnowledgeBase::snapshot() const
 {
     std::lock_guard lock(m_lock);
-    return Snapshot { .entries = m_entries };
+    Snapshot snapshot;
+    for (auto& [key, items] : m_keys) {
+        auto& entries
+            = snapshot.entries.emplace_hint(snapshot.entries.end(), key, ItemEntries {})->second;
+        for (auto& stored : items)
+            entries.emplace(*m_itemIDs[stored.item], stored.entry);
+    }
+    return snapshot;
 }
 
 bool KnowledgeBase::isDirty() const

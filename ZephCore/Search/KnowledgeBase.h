@@ -5,11 +5,14 @@
 #include "Support/Result.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 namespace zeph {
 
@@ -75,11 +78,34 @@ public:
     void markClean();
 
 private:
+    // Item ids are interned, so that a key's items are a small array of numbers and a boost is
+    // summed in a dense array rather than a map of texts: the sum runs on every keystroke.
+    using ItemIndex = std::uint32_t;
+    struct StoredEntry {
+        ItemIndex item = 0;
+        Entry entry {};
+    };
+    using StoredItems = std::vector<StoredEntry>;
+
+    ItemIndex intern(std::string_view itemID);
+    // Adds each item's decayed count times `weight` to its sum in the scratch.
+    void addToSums(const StoredItems& items, double weight, Date now) const;
+    // The sums of the scratch, each passed through `finish`; leaves the scratch empty.
+    Scores takeSums(double (*finish)(double)) const;
+    // Drops the interned ids that no key uses any more and renumbers the rest.
+    void compactItems();
     void prune();
 
     mutable std::mutex m_lock;
-    Entries m_entries;
+    std::map<std::string, StoredItems, std::less<>> m_keys;
+    std::vector<std::unique_ptr<const std::string>> m_itemIDs; // Stable, for m_itemIndex's views.
+    std::unordered_map<std::string_view, ItemIndex> m_itemIndex;
     bool m_dirty = false;
+    // Scratch of boosts and usageScores, kept between calls so that a keystroke allocates nothing
+    // for it: a sum for each interned id, and the ids that have one.
+    mutable std::vector<double> m_sums;
+    mutable std::vector<bool> m_isSummed;
+    mutable std::vector<ItemIndex> m_summed;
 };
 
 Json::Value toJSON(const KnowledgeBase::Snapshot& snapshot);

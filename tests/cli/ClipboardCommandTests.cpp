@@ -17,19 +17,8 @@ namespace {
 
 using CommandLineTesting::zeph;
 
-nlohmann::json json(const std::string& text)
-{
-    return nlohmann::json::parse(text, nullptr, false);
-}
-
-std::vector<std::string> lines(const std::string& text)
-{
-    std::vector<std::string> result;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
-        result.push_back(line);
-    return result;
-}
+using CommandLineTesting::json;
+using CommandLineTesting::lines;
 
 // A data folder with the clipboard history as `list --json` prints it.
 class DataFolder : public CommandLineTesting::DataFolder {

@@ -15,19 +15,8 @@ namespace {
 using CommandLineTesting::DataFolder;
 using CommandLineTesting::readWhole;
 
-nlohmann::json json(const std::string& text)
-{
-    return nlohmann::json::parse(text, nullptr, false);
-}
-
-std::vector<std::string> lines(const std::string& text)
-{
-    std::vector<std::string> result;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
-        result.push_back(line);
-    return result;
-}
+using CommandLineTesting::json;
+using CommandLineTesting::lines;
 
 double boostFor(double sum)
 {

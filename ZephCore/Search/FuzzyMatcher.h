@@ -147,10 +147,42 @@ inline double scatterScore(const ScatterWalk& walk, std::size_t picked, std::uin
 }
 
 inline constexpr double acronymCeiling = 0.78;
-inline constexpr double scatterCeiling
-    = 0.52; // 0.25 + 0.15 + 0.12: every pick a word start, one run.
 
 } // namespace Detail
+
+// The scattered stage's best: 0.25 + 0.15 + 0.12, every pick a word start and every pick in a run.
+inline constexpr double scatterCeiling = 0.52;
+// The lowest score of every other stage. Scoring with this floor decides every target but those
+// that only the scattered stage could match, which are the dearest to score.
+inline constexpr double literalFloor = 0.62;
+
+// The scattered stage alone: for targets that hold the query as a subsequence and that no earlier
+// stage matches.
+template <typename Target>
+std::optional<double> scoreScattered(const Pattern& pattern, const Target& target, double floor = 0,
+    std::vector<int>* indices = nullptr)
+{
+    using namespace Detail;
+    auto count = target.count();
+    auto compactCount = pattern.compact.size();
+    if (scatterCeiling < floor)
+        return std::nullopt;
+    // The preferring walk can run out where the plain one does not: a word start taken early may
+    // leave no room for the rest.
+    auto plain = walkSubsequence(pattern, target, false, nullptr);
+    if (!plain)
+        return std::nullopt;
+    auto preferred = walkSubsequence(pattern, target, true, nullptr);
+    double plainScore = scatterScore(*plain, compactCount, count);
+    double preferredScore = preferred ? scatterScore(*preferred, compactCount, count) : 0;
+    bool plainWins = plainScore > preferredScore;
+    double best = plainWins ? plainScore : preferredScore;
+    if (best < floor)
+        return std::nullopt;
+    if (indices)
+        walkSubsequence(pattern, target, !plainWins, indices);
+    return best;
+}
 
 // Scores a target through the six stages, or yields nothing when it does not match or when the
 // first stage that succeeds scores below `floor` (the bands never overlap, so no later stage could
@@ -224,23 +256,7 @@ std::optional<double> score(const Pattern& pattern, const Target& target, double
         return accept(substring, firstOccurrence, queryCount, indices);
     }
 
-    if (scatterCeiling < floor)
-        return std::nullopt;
-    // The preferring walk can run out where the plain one does not: a word start taken early may
-    // leave no room for the rest.
-    auto plain = walkSubsequence(pattern, target, false, nullptr);
-    if (!plain)
-        return std::nullopt;
-    auto preferred = walkSubsequence(pattern, target, true, nullptr);
-    double plainScore = scatterScore(*plain, compactCount, count);
-    double preferredScore = preferred ? scatterScore(*preferred, compactCount, count) : 0;
-    bool plainWins = plainScore > preferredScore;
-    double best = plainWins ? plainScore : preferredScore;
-    if (best < floor)
-        return std::nullopt;
-    if (indices)
-        walkSubsequence(pattern, target, !plainWins, indices);
-    return best;
+    return scoreScattered(pattern, target, floor, indices);
 }
 
 // A prepared record as a target.

@@ -104,6 +104,15 @@ bool precedesByNumbers(const LineFilter::Hit& a, const LineFilter::Hit& b)
     return a.item < b.item;
 }
 
+// Runs `work` on every worker, the first on this thread.
+template <typename Worker, typename Work> void inParallel(std::vector<Worker>& workers, Work&& work)
+{
+    std::vector<std::jthread> helpers;
+    for (std::size_t index = 1; index < workers.size(); ++index)
+        helpers.emplace_back([&, index] { work(workers[index]); });
+    work(workers[0]);
+}
+
 } // namespace
 
 struct LineFilter::Worker {
@@ -111,8 +120,25 @@ struct LineFilter::Worker {
     const Options& options;
     std::vector<Hit> hits {};
     std::vector<std::uint32_t> candidates {};
+    std::vector<std::uint32_t>
+        scattered {}; // Matched, but only the scattered stage can score them.
     double floor = 0;
 };
+
+// The score that a hit must reach to enter the answer, once the hits found so far fill it.
+double LineFilter::answerFloor(const std::vector<Worker>& workers, const Options& options)
+{
+    std::vector<double> scores;
+    for (auto& worker : workers) {
+        for (auto& hit : worker.hits)
+            scores.push_back(hit.score);
+    }
+    if (!options.limit || scores.size() < *options.limit)
+        return options.minimumScore;
+    auto last = scores.begin() + static_cast<std::ptrdiff_t>(*options.limit - 1);
+    std::nth_element(scores.begin(), last, scores.end(), std::greater<>());
+    return std::max(*last, options.minimumScore);
+}
 
 LineFilter::LineFilter(InputBuffer input, unsigned threads)
     : m_input(std::move(input))
@@ -376,8 +402,6 @@ void LineFilter::searchRange(
     Worker& worker, const std::uint32_t* items, std::uint32_t begin, std::uint32_t end) const
 {
     auto& pattern = worker.pattern;
-    auto limit = worker.options.limit.value_or(std::numeric_limits<std::size_t>::max());
-    auto worstFirst = [this](const Hit& a, const Hit& b) { return precedes(a, b); };
     for (auto index = begin; index < end; ++index) {
         auto item = items ? items[index] : index;
         auto& line = m_index.lines[item];
@@ -392,23 +416,45 @@ void LineFilter::searchRange(
             if (!FuzzyMatcher::contains(pattern, target))
                 return std::nullopt;
             worker.candidates.push_back(item);
-            return FuzzyMatcher::score(pattern, target, worker.floor);
+            auto score = FuzzyMatcher::score(
+                pattern, target, std::max(worker.floor, FuzzyMatcher::literalFloor));
+            if (!score && worker.floor <= FuzzyMatcher::scatterCeiling)
+                worker.scattered.push_back(item);
+            return score;
         });
-        if (!found)
-            continue;
-        Hit hit { *found, item, line.characterCount };
-        if (worker.hits.size() < limit) {
-            worker.hits.push_back(hit);
-            if (worker.hits.size() == limit) {
-                std::make_heap(worker.hits.begin(), worker.hits.end(), worstFirst);
-                worker.floor = std::max(worker.floor, worker.hits.front().score);
-            }
-        } else if (precedes(hit, worker.hits.front())) {
-            std::pop_heap(worker.hits.begin(), worker.hits.end(), worstFirst);
-            worker.hits.back() = hit;
-            std::push_heap(worker.hits.begin(), worker.hits.end(), worstFirst);
+        if (found)
+            keep(worker, Hit { *found, item, line.characterCount });
+    }
+}
+
+void LineFilter::scoreScattered(Worker& worker) const
+{
+    for (auto item : worker.scattered) {
+        if (worker.floor > FuzzyMatcher::scatterCeiling)
+            break;
+        auto found = withTarget(item, [&](const auto& target) {
+            return FuzzyMatcher::scoreScattered(worker.pattern, target, worker.floor);
+        });
+        if (found)
+            keep(worker, Hit { *found, item, m_index.lines[item].characterCount });
+    }
+}
+
+void LineFilter::keep(Worker& worker, Hit hit) const
+{
+    auto limit = worker.options.limit.value_or(std::numeric_limits<std::size_t>::max());
+    auto worstFirst = [this](const Hit& a, const Hit& b) { return precedes(a, b); };
+    if (worker.hits.size() < limit) {
+        worker.hits.push_back(hit);
+        if (worker.hits.size() == limit) {
+            std::make_heap(worker.hits.begin(), worker.hits.end(), worstFirst);
             worker.floor = std::max(worker.floor, worker.hits.front().score);
         }
+    } else if (precedes(hit, worker.hits.front())) {
+        std::pop_heap(worker.hits.begin(), worker.hits.end(), worstFirst);
+        worker.hits.back() = hit;
+        std::push_heap(worker.hits.begin(), worker.hits.end(), worstFirst);
+        worker.floor = std::max(worker.floor, worker.hits.front().score);
     }
 }
 
@@ -432,21 +478,22 @@ std::vector<LineFilter::Hit> LineFilter::search(const QueryText& query, const Op
         workers.push_back(
             Worker { .pattern = pattern, .options = options, .floor = options.minimumScore });
     std::atomic<std::uint32_t> nextChunk { 0 };
-    auto work = [&](Worker& worker) {
+    inParallel(workers, [&](Worker& worker) {
         for (;;) {
             auto begin = nextChunk.fetch_add(chunkSize);
             if (begin >= itemCount)
                 break;
             searchRange(worker, items, begin, std::min(itemCount, begin + chunkSize));
         }
+    });
+    // The scattered matches come last, when the other stages' hits may already fill the answer
+    // above anything they could score.
+    auto floor = answerFloor(workers, options);
+    inParallel(workers, [&](Worker& worker) {
+        worker.floor = std::max(worker.floor, floor);
+        scoreScattered(worker);
         std::sort(worker.hits.begin(), worker.hits.end(), precedesByNumbers);
-    };
-    {
-        std::vector<std::jthread> helpers;
-        for (unsigned index = 1; index < threads; ++index)
-            helpers.emplace_back([&, index] { work(workers[index]); });
-        work(workers[0]);
-    }
+    });
 
     std::vector<Hit> hits = std::move(workers[0].hits);
     std::vector<std::uint32_t> candidates = std::move(workers[0].candidates);

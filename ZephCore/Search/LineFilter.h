@@ -111,6 +111,9 @@ private:
     template <typename Visit> auto withTarget(std::uint32_t item, Visit&& visit) const;
     void searchRange(
         Worker& worker, const std::uint32_t* items, std::uint32_t begin, std::uint32_t end) const;
+    void scoreScattered(Worker& worker) const;
+    void keep(Worker& worker, Hit hit) const;
+    static double answerFloor(const std::vector<Worker>& workers, const Options& options);
 
     InputBuffer m_input;
     Segment m_index;

@@ -71,6 +71,27 @@ bool equalsAt(const Target& target, std::uint32_t position, const std::u32string
     return true;
 }
 
+// The next position from `from` on where the query's first two characters stand together (its
+// first, for a one-character query). A target may find pairs faster than characters one by one.
+template <typename Target>
+std::uint32_t findLead(const Pattern& pattern, const Target& target, std::uint32_t from)
+{
+    auto lead = pattern.chars[0];
+    if (pattern.chars.size() < 2)
+        return target.find(lead, from);
+    if constexpr (requires { target.findPair(lead, lead, from); }) {
+        return target.findPair(lead, pattern.chars[1], from);
+    } else {
+        auto count = target.count();
+        for (auto position = target.find(lead, from); position + 1 < count;
+             position = target.find(lead, position + 1)) {
+            if (target.at(position + 1) == pattern.chars[1])
+                return position;
+        }
+        return count;
+    }
+}
+
 inline std::optional<double> accept(
     double score, std::uint32_t start, std::size_t length, std::vector<int>* indices)
 {
@@ -210,10 +231,9 @@ std::optional<double> score(const Pattern& pattern, const Target& target, double
         double wordStartScore = 0.8 + 0.08 * ratio;
         if (wordStartScore < floor)
             return std::nullopt;
-        auto lead = pattern.chars.front();
         auto lastStart = static_cast<std::uint32_t>(count - queryCount);
-        for (auto position = target.find(lead, 1); position <= lastStart;
-             position = target.find(lead, position + 1)) {
+        for (auto position = findLead(pattern, target, 1); position <= lastStart;
+             position = findLead(pattern, target, position + 1)) {
             if (!equalsAt(target, position, pattern.chars))
                 continue;
             if (target.isWordStart(position))
@@ -271,8 +291,8 @@ public:
     bool isWordStart(std::uint32_t position) const { return m_text.wordStart[position]; }
     std::uint32_t find(Character character, std::uint32_t from) const
     {
-        return from >= count() ? count()
-                               : static_cast<std::uint32_t>(m_text.chars.find(character, from));
+        auto position = m_text.chars.find(character, from);
+        return position == std::u32string::npos ? count() : static_cast<std::uint32_t>(position);
     }
     std::uint32_t wordStartCount() const
     {
@@ -314,6 +334,36 @@ public:
         }
         return static_cast<std::uint32_t>(findLetter(begin, end, folded) - m_bytes);
     }
+    // The first position from `from` on that holds `first` followed by `second`, or count().
+    std::uint32_t findPair(Character first, Character second, std::uint32_t from) const
+    {
+        if (from + 1 >= m_count || first >= 0x80 || second >= 0x80)
+            return m_count;
+        auto* position = m_bytes + from;
+        auto* last = m_bytes + m_count - 1; // The last place a pair can start.
+#if defined(__SSE2__)
+        const auto firstNeedle = _mm_set1_epi8(static_cast<char>(first));
+        const auto firstCase = _mm_set1_epi8(caseBit(first));
+        const auto secondNeedle = _mm_set1_epi8(static_cast<char>(second));
+        const auto secondCase = _mm_set1_epi8(caseBit(second));
+        for (; last - position >= 16; position += 16) {
+            auto leading = _mm_loadu_si128(reinterpret_cast<const __m128i*>(position));
+            auto trailing = _mm_loadu_si128(reinterpret_cast<const __m128i*>(position + 1));
+            auto hits = _mm_movemask_epi8(
+                _mm_and_si128(_mm_cmpeq_epi8(_mm_or_si128(leading, firstCase), firstNeedle),
+                    _mm_cmpeq_epi8(_mm_or_si128(trailing, secondCase), secondNeedle)));
+            if (hits)
+                return static_cast<std::uint32_t>(
+                    position + std::countr_zero(static_cast<unsigned>(hits)) - m_bytes);
+        }
+#endif
+        for (; position < last; ++position) {
+            if (Character(position[0] | caseBit(first)) == first
+                && Character(position[1] | caseBit(second)) == second)
+                return static_cast<std::uint32_t>(position - m_bytes);
+        }
+        return m_count;
+    }
     std::uint32_t wordStartCount() const
     {
         std::uint32_t starts = 0;
@@ -323,6 +373,12 @@ public:
     }
 
 private:
+    // What OR-ing into a byte folds it to `folded`: the case bit for letters, nothing otherwise.
+    static char caseBit(Character folded)
+    {
+        return folded >= 'a' && folded <= 'z' ? 0x20 : 0;
+    }
+
     // A byte whose lower-case form is `letter`: setting bit 5 lower-cases exactly the letters.
     static const unsigned char* findLetter(
         const unsigned char* begin, const unsigned char* end, unsigned char letter)

@@ -423,6 +423,13 @@ std::string normalizedText(std::string_view text)
 
 Character characterCode(std::string_view cluster)
 {
+    // A lone Latin scalar is its own NFC form: no normalisation, so a typed "é" costs no ICU call.
+    if (!cluster.empty() && static_cast<unsigned char>(cluster[0]) < 0xCC) {
+        std::size_t end = 0;
+        auto scalar = decodeScalar(cluster, end);
+        if (end == cluster.size() && scalar < latinLimit)
+            return scalar;
+    }
     auto canonical = normalizedText(cluster);
     std::size_t offset = 0;
     if (!canonical.empty()) {

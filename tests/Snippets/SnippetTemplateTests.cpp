@@ -198,6 +198,9 @@ TEST(SnippetTemplate, TokensAndFillFields)
     EXPECT_EQ(fillFields("{fill:B=2} {fill:A} {fill:B=3} {fill:} {fill:C=}"),
         (std::vector<FillField> { { "B", "2" }, { "A", "" }, { "C", "" } }));
     EXPECT_TRUE(fillFields("{{fill:A}}").empty());
+    // An argument of only a default still names a field: the one with the empty name.
+    EXPECT_EQ(fillFields("{fill:=x}{fill:==y}"), (std::vector<FillField> { { "", "x" } }));
+    EXPECT_EQ(rendered("{fill:=x}{fill:==y}", { .fills = { { "", "!" } } }), "!!");
 }
 
 TEST(SnippetTemplate, CursorOffsetCountsUserPerceivedCharacters)

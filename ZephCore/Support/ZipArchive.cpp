@@ -100,9 +100,11 @@ std::optional<Error> extract(const std::filesystem::path& archivePath,
         if (++entryCount > limits.maximumEntries)
             return Error { "The archive holds more than " + std::to_string(limits.maximumEntries)
                 + " entries, which is more than is allowed." };
-        auto* name = archive_entry_pathname(entry);
-        if (!name)
+        auto* pathname = archive_entry_pathname(entry);
+        if (!pathname)
             return Error { "The archive holds an entry whose name cannot be read." };
+        // A copy: the entry's own text goes when the path is set below.
+        std::string name(pathname);
         // Any "..", even one that climbs back in, is refused, as libarchive would.
         std::filesystem::path path(name);
         if (!staysInside(path) || std::find(path.begin(), path.end(), "..") != path.end())
@@ -111,8 +113,8 @@ std::optional<Error> extract(const std::filesystem::path& archivePath,
         if (archive_entry_hardlink(entry)
             || (type != AE_IFREG && type != AE_IFDIR && type != AE_IFLNK))
             return Error {
-                "The archive holds an entry that is neither a file, a folder nor a link: \""
-                + std::string(name) + "\"."
+                "The archive holds an entry that is neither a file, a folder nor a link: \"" + name
+                + "\"."
             };
         if (type == AE_IFLNK) {
             auto* target = archive_entry_symlink(entry);
@@ -127,8 +129,7 @@ std::optional<Error> extract(const std::filesystem::path& archivePath,
         archive_entry_set_perm(entry, type == AE_IFDIR ? 0755 : 0644);
         archive_entry_set_pathname(entry, (root / path).c_str());
         if (archive_write_header(writer.get(), entry) < ARCHIVE_WARN)
-            return failure(
-                "The entry \"" + std::string(name) + "\" could not be unpacked", writer.get());
+            return failure("The entry \"" + name + "\" could not be unpacked", writer.get());
         if (type == AE_IFREG) {
             for (;;) {
                 const void* block = nullptr;
@@ -145,13 +146,12 @@ std::optional<Error> extract(const std::filesystem::path& archivePath,
                     return tooLarge();
                 byteCount += size;
                 if (archive_write_data_block(writer.get(), block, size, offset) < ARCHIVE_WARN)
-                    return failure("The entry \"" + std::string(name) + "\" could not be unpacked",
-                        writer.get());
+                    return failure(
+                        "The entry \"" + name + "\" could not be unpacked", writer.get());
             }
         }
         if (archive_write_finish_entry(writer.get()) < ARCHIVE_WARN)
-            return failure(
-                "The entry \"" + std::string(name) + "\" could not be unpacked", writer.get());
+            return failure("The entry \"" + name + "\" could not be unpacked", writer.get());
     }
     if (archive_write_close(writer.get()) < ARCHIVE_WARN)
         return failure("The archive could not be unpacked", writer.get());

@@ -3,7 +3,6 @@
 #include "CommandLine.h"
 #include "Storage/AppSettings.h"
 #include "Storage/JSONFileStore.h"
-#include "Support/Calendar.h"
 #include "Support/Text.h"
 
 #include <cstdio>
@@ -105,9 +104,7 @@ int list(const ListOptions& options, const GlobalOptions& global)
     auto now = presentDate(options.now);
     if (!now)
         return fail(now.error().message);
-    auto current = Calendar::current();
-    auto calendar = Calendar::make(
-        options.timeZone.value_or(current.timeZone), options.locale.value_or(current.locale));
+    auto calendar = chosenCalendar(options.timeZone, options.locale);
     if (!calendar)
         return fail(calendar.error().message);
     auto history = changeHistory(global.dataFolder(), [](ClipboardHistory&) { return false; });

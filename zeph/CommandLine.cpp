@@ -53,6 +53,13 @@ Result<Date> presentDate(const std::optional<std::string>& now)
     return Error { "--now \"" + *now + "\" is not an ISO 8601 date such as 2026-11-13T05:11:39Z." };
 }
 
+Result<Calendar> chosenCalendar(
+    const std::optional<std::string>& timeZone, const std::optional<std::string>& locale)
+{
+    auto current = Calendar::current();
+    return Calendar::make(timeZone.value_or(current.timeZone), locale.value_or(current.locale));
+}
+
 std::filesystem::path GlobalOptions::dataFolder() const
 {
     auto environment = Paths::Environment::current();

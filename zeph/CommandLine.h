@@ -1,7 +1,9 @@
 #pragma once
 
+#include "Snippets/Snippet.h"
 #include "Storage/JSONFileStore.h"
 #include "Storage/Paths.h"
+#include "Support/Calendar.h"
 #include "Support/InputBuffer.h"
 #include "Support/IsoDate.h"
 #include "Support/Json.h"
@@ -30,6 +32,7 @@ void addFilterCommand(CLI::App& app, Action& action);
 void addCalcCommand(CLI::App& app, Action& action);
 void addWebCommand(CLI::App& app, Action& action);
 void addKeysCommand(CLI::App& app, Action& action);
+void addRenderCommand(CLI::App& app, Action& action);
 
 // Options of the whole command line, read by the commands when they run.
 struct GlobalOptions {
@@ -42,6 +45,12 @@ void addSnippetsCommand(CLI::App& app, Action& action, const GlobalOptions& opti
 void addConfigCommand(CLI::App& app, Action& action, const GlobalOptions& options);
 void addThemesCommand(CLI::App& app, Action& action, const GlobalOptions& options);
 void addLearnCommands(CLI::App& app, Action& action, const GlobalOptions& options);
+void addTriggersCommand(CLI::App& app, Action& action, const GlobalOptions& options);
+void addImportCommand(CLI::App& app, Action& action, const GlobalOptions& options);
+
+// The snippet collections of the data folder, read under its lock; the starter collection when
+// there is no "snippets.json".
+Result<std::vector<SnippetCollection>> snippetCollections(const GlobalOptions& options);
 
 // All of standard input; read errors are reported, never thrown.
 Result<InputBuffer> readStandardInput();
@@ -57,6 +66,9 @@ int fail(const std::string& message);
 int notFound(const std::string& message);
 // The --now option: the given ISO 8601 moment, else the present one.
 Result<Date> presentDate(const std::optional<std::string>& now);
+// The --time-zone and --locale options, each else the environment's; fails for an unknown zone.
+Result<Calendar> chosenCalendar(
+    const std::optional<std::string>& timeZone, const std::optional<std::string>& locale);
 
 // A document read only to show it: nothing is locked or moved aside, for the document belongs to
 // whoever changes it. A missing one gives `fallback`, and so does an undecodable one, after a

@@ -9,15 +9,9 @@ namespace zeph::CommandLine {
 
 namespace {
 
-using Collections = std::vector<SnippetCollection>;
-
 int list(bool json, const GlobalOptions& global)
 {
-    // Read under the lock, as every process that shares the folder does; the starter collection
-    // stands in for a missing document, as in the application.
-    auto collections = changeReporting(
-        global.dataFolder(), Paths::snippetsFile, Collections { SnippetCollection::starter() },
-        [](Collections&) { return false; }, ".");
+    auto collections = snippetCollections(global);
     if (!collections)
         return fail(collections.error().message);
     auto marks = [](bool isEnabled, bool pendingReview) {
@@ -39,6 +33,16 @@ int list(bool json, const GlobalOptions& global)
 }
 
 } // namespace
+
+Result<std::vector<SnippetCollection>> snippetCollections(const GlobalOptions& global)
+{
+    // Read under the lock, as every process that shares the folder does; the starter collection
+    // stands in for a missing document, as in the application.
+    using Collections = std::vector<SnippetCollection>;
+    return changeReporting(
+        global.dataFolder(), Paths::snippetsFile, Collections { SnippetCollection::starter() },
+        [](Collections&) { return false; }, ".");
+}
 
 void addSnippetsCommand(CLI::App& app, Action& action, const GlobalOptions& global)
 {

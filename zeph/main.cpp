@@ -28,11 +28,14 @@ int main(int argc, char** argv)
     addCalcCommand(app, action);
     addWebCommand(app, action);
     addKeysCommand(app, action);
+    addRenderCommand(app, action);
     addClipboardCommand(app, action, options);
     addSnippetsCommand(app, action, options);
     addConfigCommand(app, action, options);
     addThemesCommand(app, action, options);
     addLearnCommands(app, action, options);
+    addTriggersCommand(app, action, options);
+    addImportCommand(app, action, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {

@@ -22,19 +22,6 @@ constexpr auto ignoredTypes = std::to_array<std::string_view>({
     "x-kde-passwordManagerHint",
 });
 
-bool equalIgnoringASCIICase(std::string_view first, std::string_view second)
-{
-    return std::equal(
-        first.begin(), first.end(), second.begin(), second.end(), [](char left, char right) {
-            auto lower = [](char character) {
-                return character >= 'A' && character <= 'Z'
-                    ? static_cast<char>(character - 'A' + 'a')
-                    : character;
-            };
-            return lower(left) == lower(right);
-        });
-}
-
 std::uint32_t bigEndian(std::string_view bytes, std::size_t offset)
 {
     std::uint32_t value = 0;

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <unordered_map>
 
+#include <unicode/datefmt.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
 
@@ -52,6 +53,55 @@ std::string localeFromEnvironment()
     return "en_US_POSIX";
 }
 
+icu::DateFormat::EStyle icuStyle(Calendar::Style style)
+{
+    switch (style) {
+    case Calendar::Style::none:
+        return icu::DateFormat::kNone;
+    case Calendar::Style::short_:
+        return icu::DateFormat::kShort;
+    case Calendar::Style::medium:
+        return icu::DateFormat::kMedium;
+    case Calendar::Style::long_:
+        return icu::DateFormat::kLong;
+    case Calendar::Style::full:
+        return icu::DateFormat::kFull;
+    }
+    return icu::DateFormat::kNone;
+}
+
+// Making a formatter loads the locale's data and costs far more than formatting; a snippet with a
+// date is rendered on a keystroke, so formatters are kept per thread (a formatter is not safe to
+// share) under their locale, zone and form. Null stands for a form ICU refused.
+template <typename Make>
+icu::DateFormat* cachedFormatter(const Calendar& calendar, std::string_view form, Make make)
+{
+    constexpr std::size_t capacity = 64;
+    thread_local std::unordered_map<std::string, std::unique_ptr<icu::DateFormat>> formatters;
+    auto key = calendar.locale;
+    key.append(1, '\0').append(calendar.timeZone).append(1, '\0').append(form);
+    if (auto found = formatters.find(key); found != formatters.end())
+        return found->second.get();
+    if (formatters.size() >= capacity)
+        formatters.clear();
+    UErrorCode status = U_ZERO_ERROR;
+    std::unique_ptr<icu::DateFormat> formatter(make(icu::Locale(calendar.locale.c_str()), status));
+    if (U_FAILURE(status))
+        formatter.reset();
+    if (formatter)
+        formatter->setTimeZone(zoneNamed(calendar.timeZone));
+    return formatters.emplace(std::move(key), std::move(formatter)).first->second.get();
+}
+
+std::string formatted(const icu::DateFormat& formatter, Date date)
+{
+    icu::UnicodeString text;
+    formatter.format(toUDate(date), text);
+    std::string result;
+    text.toUTF8String(result);
+    return result;
+}
+
 } // namespace
 
 Calendar Calendar::current()
@@ -88,16 +138,25 @@ std::chrono::sys_days Calendar::day(Date date) const
 
 std::string Calendar::format(Date date, std::string_view pattern) const
 {
-    UErrorCode status = U_ZERO_ERROR;
-    icu::SimpleDateFormat formatter(toUnicode(pattern), icu::Locale(locale.c_str()), status);
-    if (U_FAILURE(status))
-        return isoDateText(date);
-    formatter.setTimeZone(zoneNamed(timeZone));
-    icu::UnicodeString text;
-    formatter.format(toUDate(date), text);
-    std::string result;
-    text.toUTF8String(result);
-    return result;
+    // The form "p" + pattern cannot meet the form of two styles, which is two digits.
+    auto* formatter = cachedFormatter(*this, "p" + std::string(pattern),
+        [&](const icu::Locale& icuLocale, UErrorCode& status) -> icu::DateFormat* {
+            return new icu::SimpleDateFormat(toUnicode(pattern), icuLocale, status);
+        });
+    return formatter ? formatted(*formatter, date) : isoDateText(date);
+}
+
+std::string Calendar::format(Date date, Style dateStyle, Style timeStyle) const
+{
+    if (dateStyle == Style::none && timeStyle == Style::none)
+        return std::string();
+    std::string form { static_cast<char>('0' + static_cast<int>(dateStyle)),
+        static_cast<char>('0' + static_cast<int>(timeStyle)) };
+    auto* formatter = cachedFormatter(*this, form, [&](const icu::Locale& icuLocale, UErrorCode&) {
+        return icu::DateFormat::createDateTimeInstance(
+            icuStyle(dateStyle), icuStyle(timeStyle), icuLocale);
+    });
+    return formatter ? formatted(*formatter, date) : std::string();
 }
 
 } // namespace zeph

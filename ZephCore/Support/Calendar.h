@@ -24,6 +24,10 @@ struct Calendar {
     std::chrono::sys_days day(Date date) const;
     // `date` in an ICU pattern such as "d MMM", in this zone and locale.
     std::string format(Date date, std::string_view pattern) const;
+
+    // The locale's own forms of a date and a time; `none` leaves that half out.
+    enum class Style { none, short_, medium, long_, full };
+    std::string format(Date date, Style dateStyle, Style timeStyle) const;
 };
 
 } // namespace zeph

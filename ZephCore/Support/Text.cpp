@@ -3,6 +3,7 @@
 #include "Support/LazyTable.h"
 #include "Support/Verify.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -20,7 +21,8 @@ namespace {
 
 // Length of the well-formed sequence that starts at `bytes[0]`, or 0 with `subpart` set to the
 // length of its maximal ill-formed subpart (at least 1).
-std::size_t wellFormedLength(const unsigned char* bytes, std::size_t available, std::size_t& subpart)
+std::size_t wellFormedLength(
+    const unsigned char* bytes, std::size_t available, std::size_t& subpart)
 {
     unsigned char lead = bytes[0];
     std::size_t length = 0;
@@ -65,6 +67,7 @@ enum ScalarFlag : std::uint8_t {
     // Grapheme break property Other, Control, CR or LF: between two such scalars there is always a
     // boundary, except inside CR LF.
     simpleBoundary = 16,
+    alphabetic = 32,
 };
 
 std::uint8_t computeScalarFlags(char32_t scalar)
@@ -77,6 +80,8 @@ std::uint8_t computeScalarFlags(char32_t scalar)
         flags |= lowercase;
     if (u_getIntPropertyValue(codePoint, UCHAR_NUMERIC_TYPE) != U_NT_NONE)
         flags |= number;
+    if (u_hasBinaryProperty(codePoint, UCHAR_ALPHABETIC))
+        flags |= alphabetic;
     auto breakKind = u_getIntPropertyValue(codePoint, UCHAR_GRAPHEME_CLUSTER_BREAK);
     if (breakKind == U_GCB_OTHER || breakKind == U_GCB_CONTROL || breakKind == U_GCB_CR
         || breakKind == U_GCB_LF)
@@ -95,7 +100,8 @@ std::uint8_t scalarFlags(char32_t scalar)
 
 icu::UnicodeString toUnicode(std::string_view text)
 {
-    return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
+    return icu::UnicodeString::fromUTF8(
+        icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
 }
 
 std::string toUTF8(const icu::UnicodeString& text)
@@ -169,6 +175,19 @@ bool isASCII(std::string_view text) noexcept
     return bits < 0x80;
 }
 
+bool equalIgnoringASCIICase(std::string_view first, std::string_view second)
+{
+    return std::equal(
+        first.begin(), first.end(), second.begin(), second.end(), [](char left, char right) {
+            auto lower = [](char character) {
+                return character >= 'A' && character <= 'Z'
+                    ? static_cast<char>(character - 'A' + 'a')
+                    : character;
+            };
+            return lower(left) == lower(right);
+        });
+}
+
 bool isValidUTF8(std::string_view bytes) noexcept
 {
     auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
@@ -207,7 +226,9 @@ std::string sanitizedUTF8(std::string_view bytes)
 
 char32_t decodeScalar(std::string_view text, std::size_t& offset) noexcept
 {
-    auto byte = [&](std::size_t index) { return static_cast<char32_t>(static_cast<unsigned char>(text[index])); };
+    auto byte = [&](std::size_t index) {
+        return static_cast<char32_t>(static_cast<unsigned char>(text[index]));
+    };
     char32_t lead = byte(offset);
     if (lead < 0x80) {
         offset += 1;
@@ -222,8 +243,8 @@ char32_t decodeScalar(std::string_view text, std::size_t& offset) noexcept
         return ((lead & 0x0F) << 12) | ((byte(offset - 2) & 0x3F) << 6) | (byte(offset - 1) & 0x3F);
     }
     offset += 4;
-    return ((lead & 0x07) << 18) | ((byte(offset - 3) & 0x3F) << 12) | ((byte(offset - 2) & 0x3F) << 6)
-        | (byte(offset - 1) & 0x3F);
+    return ((lead & 0x07) << 18) | ((byte(offset - 3) & 0x3F) << 12)
+        | ((byte(offset - 2) & 0x3F) << 6) | (byte(offset - 1) & 0x3F);
 }
 
 void appendUTF8(std::string& text, char32_t scalar)
@@ -271,7 +292,8 @@ std::size_t graphemeCount(std::string_view text)
 {
     if (isASCII(text)) {
         std::size_t count = text.size();
-        for (auto crLf = text.find("\r\n"); crLf != std::string_view::npos; crLf = text.find("\r\n", crLf + 2))
+        for (auto crLf = text.find("\r\n"); crLf != std::string_view::npos;
+             crLf = text.find("\r\n", crLf + 2))
             --count;
         return count;
     }
@@ -285,7 +307,8 @@ CharacterProperties characterProperties(char32_t firstScalar)
     auto flags = scalarFlags(firstScalar);
     return { .isUppercase = (flags & uppercase) != 0,
         .isLowercase = (flags & lowercase) != 0,
-        .isNumber = (flags & number) != 0 };
+        .isNumber = (flags & number) != 0,
+        .isLetter = (flags & alphabetic) != 0 };
 }
 
 bool isTrimmedWhitespace(char32_t scalar)
@@ -305,7 +328,8 @@ const LatinScalar& latinScalar(char32_t scalar)
             auto& entry = entries[codePoint];
             auto folded = foldedText(text);
             std::size_t offset = 0;
-            entry.folded = static_cast<char16_t>(folded.empty() ? codePoint : decodeScalar(folded, offset));
+            entry.folded
+                = static_cast<char16_t>(folded.empty() ? codePoint : decodeScalar(folded, offset));
             auto lowered = lowercasedText(text);
             offset = 0;
             auto lowerScalar = decodeScalar(lowered, offset);
@@ -399,6 +423,13 @@ std::string normalizedText(std::string_view text)
 
 Character characterCode(std::string_view cluster)
 {
+    // A lone Latin scalar is its own NFC form: no normalisation, so a typed "é" costs no ICU call.
+    if (!cluster.empty() && static_cast<unsigned char>(cluster[0]) < 0xCC) {
+        std::size_t end = 0;
+        auto scalar = decodeScalar(cluster, end);
+        if (end == cluster.size() && scalar < latinLimit)
+            return scalar;
+    }
     auto canonical = normalizedText(cluster);
     std::size_t offset = 0;
     if (!canonical.empty()) {

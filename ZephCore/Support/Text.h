@@ -18,6 +18,8 @@ inline constexpr Character firstInternedCharacter = 0x110000;
 
 bool isASCII(std::string_view text) noexcept;
 bool isValidUTF8(std::string_view bytes) noexcept;
+// Application ids and such: equal when only the case of ASCII letters differs.
+bool equalIgnoringASCIICase(std::string_view first, std::string_view second);
 // Each ill-formed sequence becomes U+FFFD, one for each maximal subpart, so this never fails.
 std::string sanitizedUTF8(std::string_view bytes);
 // Decodes the scalar that starts at `offset` of valid UTF-8 and moves `offset` past it.
@@ -29,12 +31,13 @@ void appendUTF8(std::string& text, char32_t scalar);
 void graphemeBoundaries(std::string_view text, std::vector<std::uint32_t>& boundaries);
 std::size_t graphemeCount(std::string_view text);
 
-// Upper case, lower case and numeric as the Unicode properties define them, read off the
-// first scalar of a character, so that uncased letters are neither upper nor lower case.
+// Upper case, lower case, numeric and alphabetic as the Unicode properties define them, read off
+// the first scalar of a character, so that uncased letters are neither upper nor lower case.
 struct CharacterProperties {
     bool isUppercase = false;
     bool isLowercase = false;
     bool isNumber = false;
+    bool isLetter = false;
     bool operator==(const CharacterProperties&) const = default;
 };
 CharacterProperties characterProperties(char32_t firstScalar);

@@ -42,11 +42,15 @@ void addSnippetsCommand(CLI::App& app, Action& action, const GlobalOptions& opti
 void addConfigCommand(CLI::App& app, Action& action, const GlobalOptions& options);
 void addThemesCommand(CLI::App& app, Action& action, const GlobalOptions& options);
 void addLearnCommands(CLI::App& app, Action& action, const GlobalOptions& options);
+void addWorkflowsCommand(CLI::App& app, Action& action, const GlobalOptions& options);
 
 // All of standard input; read errors are reported, never thrown.
 Result<InputBuffer> readStandardInput();
 // One compact JSON value on a line of its own; invalid UTF-8 in strings becomes U+FFFD.
 void printJSON(const Json::Value& value);
+// A record as its document holds it, pretty-printed, or with `compact` as one line; returns the
+// exit status.
+int printRecord(const Json::Value& value, bool compact);
 // Positional words as one text, joined by single spaces, so that unquoted words work too.
 std::string joinedWords(const std::vector<std::string>& words);
 // One line "zeph: <message>" on standard error.

@@ -373,7 +373,7 @@ Json::Value toJSON(const NodeKind& kind)
 Result<NodeKind> nodeKindFromJSON(const Json::Value& json)
 {
     // Keys that name no kind are not counted, so an unknown kind reads as no kind at all.
-    const Error wrongCount { "Invalid number of keys found, expected one." };
+    auto wrongCount = [] { return Error { "Invalid number of keys found, expected one." }; };
     if (!json.is_object())
         return Error { "The kind must be a JSON object with one key, the node's type." };
     std::optional<Result<NodeKind>> found;
@@ -383,11 +383,11 @@ Result<NodeKind> nodeKindFromJSON(const Json::Value& json)
         if (!decoded)
             continue;
         if (found)
-            return wrongCount;
+            return wrongCount();
         found = std::move(decoded);
     }
     if (!found)
-        return wrongCount;
+        return wrongCount();
     return std::move(*found);
 }
 

@@ -19,6 +19,19 @@ void printJSON(const Json::Value& value)
     std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
+int printRecord(const Json::Value& value, bool compact)
+{
+    if (compact) {
+        printJSON(value);
+        return success;
+    }
+    auto text = Json::documentText(value);
+    if (!text)
+        return fail(text.error().message);
+    std::fwrite(text->data(), 1, text->size(), stdout);
+    return success;
+}
+
 std::string joinedWords(const std::vector<std::string>& words)
 {
     std::string text;

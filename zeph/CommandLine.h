@@ -47,6 +47,7 @@ void addThemesCommand(CLI::App& app, Action& action, const GlobalOptions& option
 void addLearnCommands(CLI::App& app, Action& action, const GlobalOptions& options);
 void addTriggersCommand(CLI::App& app, Action& action, const GlobalOptions& options);
 void addImportCommand(CLI::App& app, Action& action, const GlobalOptions& options);
+void addWorkflowsCommand(CLI::App& app, Action& action, const GlobalOptions& options);
 
 // The snippet collections of the data folder, read under its lock; the starter collection when
 // there is no "snippets.json".
@@ -56,6 +57,9 @@ Result<std::vector<SnippetCollection>> snippetCollections(const GlobalOptions& o
 Result<InputBuffer> readStandardInput();
 // One compact JSON value on a line of its own; invalid UTF-8 in strings becomes U+FFFD.
 void printJSON(const Json::Value& value);
+// A record as its document holds it, pretty-printed, or with `compact` as one line; returns the
+// exit status.
+int printRecord(const Json::Value& value, bool compact);
 // Positional words as one text, joined by single spaces, so that unquoted words work too.
 std::string joinedWords(const std::vector<std::string>& words);
 // One line "zeph: <message>" on standard error.

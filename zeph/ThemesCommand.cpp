@@ -32,15 +32,7 @@ int show(const std::string& id, bool json, const GlobalOptions& global)
     auto* theme = themes.find(id);
     if (!theme)
         return notFound("No theme has the id \"" + id + "\"; `zeph themes` lists them.");
-    if (json) {
-        printJSON(toJSON(*theme));
-        return success;
-    }
-    auto text = Json::documentText(toJSON(*theme));
-    if (!text)
-        return fail(text.error().message);
-    std::fwrite(text->data(), 1, text->size(), stdout);
-    return success;
+    return printRecord(toJSON(*theme), json);
 }
 
 struct Options {

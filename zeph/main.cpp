@@ -8,7 +8,8 @@ int main(int argc, char** argv)
     using namespace zeph::CommandLine;
     CLI::App app {
         "Zeph Launcher's command line: a fuzzy line filter, the launcher's search core, key "
-        "combinations, snippets, a clipboard history, the settings, themes and learned ranking.",
+        "combinations, snippets, a clipboard history, the settings, themes, learned ranking and "
+        "workflows.",
         "zeph"
     };
     app.set_version_flag("--version", "zeph " ZEPH_VERSION);
@@ -36,6 +37,7 @@ int main(int argc, char** argv)
     addLearnCommands(app, action, options);
     addTriggersCommand(app, action, options);
     addImportCommand(app, action, options);
+    addWorkflowsCommand(app, action, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {

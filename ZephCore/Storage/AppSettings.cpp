@@ -84,12 +84,6 @@ Result<std::vector<WebSearch>> webSearchesFromJSON(const Json::Value& json)
     return Json::decodeArray<WebSearch>(json, "web search", webSearchFromJSON, "web searches");
 }
 
-std::size_t hashOf(const Json::Value& json)
-{
-    return std::hash<std::string> {}(
-        json.dump(-1, ' ', false, Json::Value::error_handler_t::replace));
-}
-
 } // namespace
 
 std::string_view title(FileCategory category)
@@ -245,11 +239,11 @@ Result<AppSettings> appSettingsFromJSON(const Json::Value& json)
 std::size_t std::hash<zeph::SearchSettings>::operator()(
     const zeph::SearchSettings& settings) const noexcept
 {
-    return zeph::hashOf(zeph::toJSON(settings));
+    return zeph::Json::hashOf(zeph::toJSON(settings));
 }
 
 std::size_t std::hash<zeph::AppSettings>::operator()(
     const zeph::AppSettings& settings) const noexcept
 {
-    return zeph::hashOf(zeph::toJSON(settings));
+    return zeph::Json::hashOf(zeph::toJSON(settings));
 }

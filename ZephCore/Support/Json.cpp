@@ -213,6 +213,11 @@ Value toJSON(Date date)
     return isoDateText(date);
 }
 
+std::size_t hashOf(const Value& value)
+{
+    return std::hash<std::string> {}(value.dump(-1, ' ', false, Value::error_handler_t::replace));
+}
+
 void putOptional(Value& object, const char* key, const std::optional<std::string>& value)
 {
     if (value)
@@ -300,6 +305,20 @@ std::optional<std::vector<std::string>> Field<std::vector<std::string>>::decode(
         if (!element.is_string())
             return std::nullopt;
         strings.push_back(element.get<std::string>());
+    }
+    return strings;
+}
+
+std::optional<std::map<std::string, std::string>> Field<std::map<std::string, std::string>>::decode(
+    const Value& value)
+{
+    if (!value.is_object())
+        return std::nullopt;
+    std::map<std::string, std::string> strings;
+    for (auto& [key, element] : value.items()) {
+        if (!element.is_string())
+            return std::nullopt;
+        strings.emplace_hint(strings.end(), key, element.get<std::string>());
     }
     return strings;
 }

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -55,10 +56,17 @@ template <> struct Field<std::vector<std::string>> {
     static constexpr const char* expected = "an array of strings";
     static std::optional<std::vector<std::string>> decode(const Value& value);
 };
+template <> struct Field<std::map<std::string, std::string>> {
+    static constexpr const char* expected = "an object of strings";
+    static std::optional<std::map<std::string, std::string>> decode(const Value& value);
+};
 template <> struct Field<Date> {
     static constexpr const char* expected = "an ISO 8601 date such as \"2026-11-13T05:11:39Z\"";
     static std::optional<Date> decode(const Value& value);
 };
+
+// A hash over every value of a record, through its document form, which holds every field.
+std::size_t hashOf(const Value& value);
 
 // Writes `value` under `key` when there is one; an absent value stays an absent key.
 void putOptional(Value& object, const char* key, const std::optional<std::string>& value);

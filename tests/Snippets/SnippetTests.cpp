@@ -1,22 +1,10 @@
 #include "Snippets/Snippet.h"
 
+#include "Support/RecordTesting.h"
+
 #include <gtest/gtest.h>
 
 namespace zeph {
-
-namespace {
-
-Json::Value json(const char* text)
-{
-    return Json::parse(text).value();
-}
-
-bool looksLikeUUID(const std::string& text)
-{
-    return text.size() == 36 && text[8] == '-' && text[14] == '4';
-}
-
-} // namespace
 
 TEST(Snippet, MissingKeysTakeTheirDefaults)
 {

@@ -5,8 +5,6 @@
 
 #include <fstream>
 #include <sstream>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -187,19 +185,11 @@ TEST(ClipboardCommand, ACorruptHistoryIsSetAsideAndReported)
 TEST(ClipboardCommand, ConcurrentCommandsLoseNoEntry)
 {
     DataFolder run;
-    std::vector<pid_t> children;
-    for (int process = 0; process < 4; ++process) {
-        pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            for (int entry = 0; entry < 8; ++entry)
-                run({ "clipboard", "add", std::to_string(process) + "/" + std::to_string(entry) });
-            _exit(0);
-        }
-        children.push_back(child);
-    }
-    for (auto child : children)
-        waitpid(child, nullptr, 0);
+    CommandLineTesting::inParallel(4, [&](std::size_t process) {
+        for (int entry = 0; entry < 8; ++entry)
+            run({ "clipboard", "add", std::to_string(process) + "/" + std::to_string(entry) });
+        return 0;
+    });
     EXPECT_EQ(run.texts().size(), 32u);
 }
 

@@ -3,8 +3,6 @@
 
 #include <fstream>
 #include <sstream>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -202,19 +200,11 @@ TEST(ConfigCommand, ConcurrentChangesLoseNothing)
         { "snippets.launcherKeyword", "\"x\"" },
         { "verticalPosition", "0.5" },
     };
-    std::vector<pid_t> children;
-    for (auto& [key, value] : changes) {
-        pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0)
-            _exit(run({ "config", "set", key, value }).exitCode);
-        children.push_back(child);
-    }
-    for (auto child : children) {
-        int status = 0;
-        waitpid(child, &status, 0);
-        EXPECT_EQ(WEXITSTATUS(status), 0);
-    }
+    auto statuses = CommandLineTesting::inParallel(changes.size(), [&](std::size_t index) {
+        auto& [key, value] = changes[index];
+        return run({ "config", "set", key, value }).exitCode;
+    });
+    EXPECT_EQ(statuses, std::vector<int>(changes.size(), 0));
     for (auto& [key, value] : changes) {
         SCOPED_TRACE(key);
         EXPECT_EQ(json(run({ "config", "get", "--json", key }).output), json(value));

@@ -4,8 +4,11 @@
 #include "cli/RunZeph.h"
 
 #include <filesystem>
+#include <functional>
 #include <sstream>
 #include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -25,6 +28,26 @@ inline std::vector<std::string> lines(const std::string& text)
     for (std::string line; std::getline(stream, line);)
         result.push_back(line);
     return result;
+}
+
+// Runs `work` in `count` child processes at once, each with its number, and returns their exit
+// statuses in that order: how tests make writers meet on one document.
+inline std::vector<int> inParallel(std::size_t count, const std::function<int(std::size_t)>& work)
+{
+    std::vector<pid_t> children;
+    for (std::size_t index = 0; index < count; ++index) {
+        pid_t child = fork();
+        if (child == 0)
+            _exit(work(index));
+        children.push_back(child);
+    }
+    std::vector<int> statuses;
+    for (auto child : children) {
+        int status = 0;
+        waitpid(child, &status, 0);
+        statuses.push_back(child > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1);
+    }
+    return statuses;
 }
 
 // Runs zeph on a fresh data folder of its own, with no clipboard state from the test's terminal.

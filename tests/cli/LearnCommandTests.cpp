@@ -4,8 +4,6 @@
 #include <cmath>
 #include <fstream>
 #include <sstream>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -115,19 +113,11 @@ TEST(LearnCommand, ACorruptKnowledgeFileIsReportedAndSetAside)
 TEST(LearnCommand, ConcurrentPicksLoseNone)
 {
     DataFolder run;
-    std::vector<pid_t> children;
-    for (int process = 0; process < 4; ++process) {
-        pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            for (int pick = 0; pick < 5; ++pick)
-                run({ "learn", "--now", january, "item", "query" });
-            _exit(0);
-        }
-        children.push_back(child);
-    }
-    for (auto child : children)
-        waitpid(child, nullptr, 0);
+    CommandLineTesting::inParallel(4, [&](std::size_t) {
+        for (int pick = 0; pick < 5; ++pick)
+            run({ "learn", "--now", january, "item", "query" });
+        return 0;
+    });
     auto document = json(readWhole((run.path() / "knowledge.json").string()));
     EXPECT_EQ(document["entries"]["query"]["item"]["count"], 20.0);
 }

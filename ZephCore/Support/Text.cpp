@@ -367,12 +367,17 @@ bool isWhitespaceOrNewline(char32_t scalar)
     return u_isUWhiteSpace(static_cast<UChar32>(scalar));
 }
 
-std::string_view trimmedWhitespaceAndNewlines(std::string_view text)
+namespace {
+
+// `text` without the scalars that `isTrimmed` holds at either end. It works scalar by scalar and
+// touches only the ends, so it stays cheap on a long clipboard text.
+template <typename Predicate>
+std::string_view trimmedScalars(std::string_view text, Predicate&& isTrimmed)
 {
     std::size_t first = 0;
     while (first < text.size()) {
         std::size_t next = first;
-        if (!isWhitespaceOrNewline(decodeScalar(text, next)))
+        if (!isTrimmed(decodeScalar(text, next)))
             break;
         first = next;
     }
@@ -382,11 +387,29 @@ std::string_view trimmedWhitespaceAndNewlines(std::string_view text)
         while (start > first && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80)
             --start;
         std::size_t next = start;
-        if (!isWhitespaceOrNewline(decodeScalar(text, next)))
+        if (!isTrimmed(decodeScalar(text, next)))
             break;
         end = start;
     }
     return text.substr(first, end - first);
+}
+
+} // namespace
+
+std::string_view trimmedWhitespaceAndNewlines(std::string_view text)
+{
+    return trimmedScalars(text, isWhitespaceOrNewline);
+}
+
+bool isNewline(char32_t scalar)
+{
+    return (scalar >= U'\n' && scalar <= U'\r') || scalar == 0x85 || scalar == 0x2028
+        || scalar == 0x2029;
+}
+
+std::string_view trimmedNewlines(std::string_view text)
+{
+    return trimmedScalars(text, isNewline);
 }
 
 std::string foldedText(std::string_view text)

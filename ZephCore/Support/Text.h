@@ -54,6 +54,11 @@ bool isWhitespaceOrNewline(char32_t scalar);
 // touches only the ends, so it stays cheap on a long clipboard text.
 std::string_view trimmedWhitespaceAndNewlines(std::string_view text);
 
+// A line break: LF, VT, FF, CR, NEL, LINE SEPARATOR or PARAGRAPH SEPARATOR.
+bool isNewline(char32_t scalar);
+// `text` (valid UTF-8) without line breaks at either end; spaces stay.
+std::string_view trimmedNewlines(std::string_view text);
+
 // Scalars below U+0300 (ASCII and the Latin blocks) are each a character of their own, are stable
 // under NFC, and fold and lower-case to one scalar (U+0130 aside): the common case, kept in a table
 // so that the hot paths need no ICU.

@@ -80,4 +80,38 @@ std::filesystem::path supportDirectory(const Environment& environment)
     return fallback;
 }
 
+std::filesystem::path workflowDirectory(
+    const std::filesystem::path& dataFolder, std::string_view workflowID)
+{
+    std::string name(workflowID);
+    bool isPlain = !name.empty() && name != "." && name != ".."
+        && name.find_first_of(std::string_view("%/\0", 3)) == std::string::npos;
+    if (!isPlain) {
+        name.clear();
+        for (char character : workflowID) {
+            switch (character) {
+            case '%':
+                name += "%25";
+                break;
+            case '/':
+                name += "%2F";
+                break;
+            case '.':
+                name += "%2E";
+                break;
+            case '\0':
+                name += "%00";
+                break;
+            default:
+                name += character;
+            }
+        }
+        if (name.empty())
+            name.push_back('%');
+    }
+    auto folder = dataFolder / workflowsFolder / name;
+    makeDirectory(folder);
+    return folder;
+}
+
 } // namespace zeph::Paths

@@ -41,4 +41,11 @@ struct Environment {
 // write into it reports the problem.
 std::filesystem::path supportDirectory(const Environment& environment = Environment::current());
 
+// "Workflows/<id>" in the data folder, where a workflow's scripts run; created if missing, and a
+// failure to create it is left to the first script that starts there. An id that is no plain
+// folder name ("..", "a/b", empty, or with "%") has its "%", "/" and "." escaped, so that no id
+// leads out and no two ids share a folder.
+std::filesystem::path workflowDirectory(
+    const std::filesystem::path& dataFolder, std::string_view workflowID);
+
 } // namespace zeph::Paths

@@ -56,4 +56,26 @@ TEST(Paths, AFolderThatCannotBeMadeIsStillReturned)
     EXPECT_EQ(Paths::supportDirectory({ .dataDirectory = requested.string() }), requested);
 }
 
+TEST(Paths, EachWorkflowHasAFolderOfItsOwnInsideTheWorkflowsFolder)
+{
+    TemporaryDirectory folder;
+    const std::pair<std::string, std::string> cases[] = {
+        { "6F9619FF-8B86-D011-B42D-00C04FC964FF", "6F9619FF-8B86-D011-B42D-00C04FC964FF" },
+        { "example-uuid", "example-uuid" },
+        { "with space.v2", "with space.v2" },
+        { "..", "%2E%2E" },
+        { ".", "%2E" },
+        { "../../etc", "%2E%2E%2F%2E%2E%2Fetc" },
+        { "a/b", "a%2Fb" },
+        { "a%2Fb", "a%252Fb" },
+        { "", "%" },
+    };
+    for (auto& [id, name] : cases) {
+        SCOPED_TRACE(id);
+        auto made = Paths::workflowDirectory(folder.path(), id);
+        EXPECT_EQ(made, folder.path() / "Workflows" / name);
+        EXPECT_TRUE(std::filesystem::is_directory(made));
+    }
+}
+
 } // namespace zeph

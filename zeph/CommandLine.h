@@ -48,6 +48,8 @@ void addLearnCommands(CLI::App& app, Action& action, const GlobalOptions& option
 void addTriggersCommand(CLI::App& app, Action& action, const GlobalOptions& options);
 void addImportCommand(CLI::App& app, Action& action, const GlobalOptions& options);
 void addWorkflowsCommand(CLI::App& app, Action& action, const GlobalOptions& options);
+void addRunCommand(CLI::App& app, Action& action, const GlobalOptions& options);
+void addFilterScriptCommand(CLI::App& app, Action& action, const GlobalOptions& options);
 
 // The snippet collections of the data folder, read under its lock; the starter collection when
 // there is no "snippets.json".

@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 #include "Storage/JSONFileStore.h"
+#include "WorkflowChoice.h"
 #include "Workflows/WorkflowLibrary.h"
 #include "Workflows/WorkflowTemplate.h"
 
@@ -12,13 +13,6 @@ namespace zeph::CommandLine {
 namespace {
 
 using Workflows = std::vector<Workflow>;
-
-// As the agents' store reads it: the examples stand in for a missing document, as on a first start.
-Workflows installed(const GlobalOptions& global)
-{
-    return documentToShow(global.dataFolder(), Paths::workflowsFile, WorkflowTemplate::examples(),
-        "the example workflows stand in for it.");
-}
 
 // What starts the workflow: its keywords, then the shortcuts of its hot keys.
 std::string triggers(const Workflow& workflow)
@@ -36,7 +30,7 @@ std::string triggers(const Workflow& workflow)
 
 int list(bool json, const GlobalOptions& global)
 {
-    for (auto& workflow : installed(global)) {
+    for (auto& workflow : installedWorkflows(global)) {
         if (json) {
             printJSON(toJSON(workflow));
             continue;
@@ -50,7 +44,7 @@ int list(bool json, const GlobalOptions& global)
 
 int show(const std::string& id, bool json, const GlobalOptions& global)
 {
-    auto workflows = installed(global);
+    auto workflows = installedWorkflows(global);
     auto found = std::find_if(
         workflows.begin(), workflows.end(), [&](auto& workflow) { return workflow.id == id; });
     if (found == workflows.end())
@@ -83,7 +77,7 @@ int check(const std::string& file, const GlobalOptions& global)
     auto workflows = decodeWorkflows(*json);
     if (!workflows)
         return fail(name + " is not valid: " + workflows.error().message);
-    auto others = isList ? *workflows : installed(global);
+    auto others = isList ? *workflows : installedWorkflows(global);
     bool hasProblems = false;
     for (auto& workflow : *workflows) {
         for (auto& problem : WorkflowLibrary::validate(workflow, others)) {

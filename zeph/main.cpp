@@ -38,6 +38,8 @@ int main(int argc, char** argv)
     addTriggersCommand(app, action, options);
     addImportCommand(app, action, options);
     addWorkflowsCommand(app, action, options);
+    addRunCommand(app, action, options);
+    addFilterScriptCommand(app, action, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {

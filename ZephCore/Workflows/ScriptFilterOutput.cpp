@@ -6,6 +6,8 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <map>
+#include <vector>
 
 namespace zeph {
 
@@ -21,152 +23,421 @@ std::string decimalText(double number)
     return std::string(buffer, end);
 }
 
-const Json::Value* member(const Json::Value& object, const char* key)
+// Whole numbers read as integers, "42" and not "42.0".
+std::optional<std::string> argumentText(double number)
 {
-    auto found = object.find(key);
-    return found == object.end() ? nullptr : &*found;
+    if (!std::isfinite(number))
+        return std::nullopt;
+    if (number == std::trunc(number) && number >= -0x1p63 && number < 0x1p63)
+        return std::to_string(static_cast<std::int64_t>(number));
+    return decimalText(number);
 }
 
-std::optional<double> finiteNumber(const Json::Value& value)
+// Always in floating point form, so that 1 is "1.0" as a variable while it is "1" as an argument.
+std::string variableText(double number)
 {
-    if (!value.is_number())
-        return std::nullopt;
-    auto number = value.get<double>();
-    return std::isfinite(number) ? std::optional(number) : std::nullopt;
+    auto text = decimalText(number);
+    if (text.find_first_of(".e") == std::string::npos)
+        text += ".0";
+    return text;
 }
 
-// Text, else a number as text, else a list of texts one a line; anything else is no argument.
-std::optional<std::string> tolerantArgument(const Json::Value& object)
-{
-    auto* value = member(object, "arg");
-    if (!value)
-        return std::nullopt;
-    if (value->is_string())
-        return value->get<std::string>();
-    if (auto number = finiteNumber(*value)) {
-        // Whole numbers read as integers, "42" and not "42.0".
-        if (*number == std::trunc(*number) && *number >= -0x1p63 && *number < 0x1p63)
-            return std::to_string(static_cast<std::int64_t>(*number));
-        return decimalText(*number);
+// What a value is for, decided by where it stands: the key it is under and what holds it.
+enum class Slot {
+    output,
+    items,
+    item,
+    rerun,
+    uid,
+    title,
+    subtitle,
+    valid,
+    autocomplete,
+    quicklookURL,
+    itemArgument,
+    icon,
+    iconPath,
+    mods,
+    modifier,
+    modifierArgument,
+    modifierSubtitle,
+    modifierValid,
+    outputVariables,
+    itemVariables,
+    modifierVariables,
+    variable, // One value of a variables map.
+    argumentText, // One element of a list given as an argument.
+    ignored, // Under a key nobody reads.
+};
+
+// A variables map as it is read: all texts, all numbers or all booleans, or nothing at all.
+class TolerantVariables {
+public:
+    void start()
+    {
+        m_values.clear();
+        m_kinds.clear();
     }
-    if (auto texts = Json::Field<std::vector<std::string>>::decode(*value)) {
-        std::string joined;
-        for (std::size_t index = 0; index < texts->size(); ++index)
-            joined.append(index == 0 ? "" : "\n").append((*texts)[index]);
-        return joined;
+    void add(std::string name, Json::Value::value_t kind, std::string text)
+    {
+        m_values.insert_or_assign(name, std::move(text));
+        m_kinds.insert_or_assign(std::move(name), kind);
     }
-    return std::nullopt;
-}
-
-// All texts, all numbers or all booleans; a mixed map is no map at all. Numbers always read as
-// floating point, so that 1 is "1.0" here while it is "1" as an argument.
-std::optional<Variables> tolerantVariables(const Json::Value& object)
-{
-    auto* value = member(object, "variables");
-    if (!value || !value->is_object())
-        return std::nullopt;
-    if (auto texts = Json::Field<Variables>::decode(*value))
-        return texts;
-    auto convertAll = [&](auto convert) -> std::optional<Variables> {
-        Variables variables;
-        for (auto& [name, element] : value->items()) {
-            auto text = convert(element);
-            if (!text)
+    std::optional<Variables> finish()
+    {
+        for (auto& [name, kind] : m_kinds) {
+            if (kind != m_kinds.begin()->second || kind == Json::Value::value_t::null)
                 return std::nullopt;
-            variables.emplace_hint(variables.end(), name, std::move(*text));
         }
-        return variables;
-    };
-    if (auto numbers = convertAll([](const Json::Value& element) -> std::optional<std::string> {
-            auto number = finiteNumber(element);
-            if (!number)
-                return std::nullopt;
-            auto text = decimalText(*number);
-            if (text.find_first_of(".e") == std::string::npos)
-                text += ".0";
-            return text;
-        }))
-        return numbers;
-    return convertAll([](const Json::Value& element) -> std::optional<std::string> {
-        if (!element.is_boolean())
-            return std::nullopt;
-        return element.get<bool>() ? "true" : "false";
-    });
-}
-
-// Every decoder below gives nothing for a value of the wrong shape: one such value anywhere fails
-// the whole output, whose error row then stands in for it.
-
-std::optional<Modifier> decodeModifier(const Json::Value& json)
-{
-    if (!json.is_object())
-        return std::nullopt;
-    Modifier modifier { .arg = tolerantArgument(json), .variables = tolerantVariables(json) };
-    if (Json::firstError({ Json::read(json, "subtitle", modifier.subtitle),
-            Json::read(json, "valid", modifier.valid) }))
-        return std::nullopt;
-    return modifier;
-}
-
-std::optional<ScriptFilterItem> decodeItem(const Json::Value& json)
-{
-    if (!json.is_object())
-        return std::nullopt;
-    ScriptFilterItem item {
-        .arg = tolerantArgument(json),
-        .variables = tolerantVariables(json).value_or(Variables {}),
-    };
-    std::optional<bool> valid;
-    if (Json::firstError({ Json::read(json, "uid", item.uid),
-            Json::readTolerant(json, "title", item.title),
-            Json::readTolerant(json, "subtitle", item.subtitle), Json::read(json, "valid", valid),
-            Json::read(json, "autocomplete", item.autocomplete),
-            Json::read(json, "quicklookurl", item.quicklookURL) }))
-        return std::nullopt;
-    item.valid = valid.value_or(true);
-    // Only the path of an icon counts; its "type" ("fileicon", "filetype") is known and ignored.
-    if (auto* icon = member(json, "icon"); icon && icon->is_object()) {
-        if (auto* path = member(*icon, "path"); path && path->is_string())
-            item.iconPath = path->get<std::string>();
+        return std::move(m_values);
     }
-    if (!Json::isAbsent(json, "mods")) {
-        auto& mods = json["mods"];
-        if (!mods.is_object())
+
+private:
+    Variables m_values;
+    // A number's kind is value_t::number_float whatever its form; null stands for any other type.
+    std::map<std::string, Json::Value::value_t, std::less<>> m_kinds;
+};
+
+// Reads the output straight from the parser's events into the records, with no document tree in
+// between: building the tree of 500 rows took longer than reading it. Any value of the wrong type
+// where the format is strict stops the parse, which then fails as a whole.
+class OutputReader final : public nlohmann::json_sax<Json::Value> {
+public:
+    std::optional<ScriptFilterOutput> read(std::string_view data)
+    {
+        if (!Json::Value::sax_parse(data, this) || !m_isDone)
             return std::nullopt;
-        for (auto& [key, value] : mods.items()) {
-            auto modifier = decodeModifier(value);
-            if (!modifier)
-                return std::nullopt;
-            item.mods.emplace_hint(item.mods.end(), key, std::move(*modifier));
+        if (m_output.rerun)
+            m_output.rerun = std::clamp(*m_output.rerun, ScriptFilterOutput::minimumRerun,
+                ScriptFilterOutput::maximumRerun);
+        return std::move(m_output);
+    }
+
+    bool null() override { return scalar(Json::Value::value_t::null, {}, 0); }
+    bool boolean(bool value) override
+    {
+        return scalar(Json::Value::value_t::boolean, value ? "true" : "false", value);
+    }
+    bool number_integer(number_integer_t value) override
+    {
+        return number(static_cast<double>(value));
+    }
+    bool number_unsigned(number_unsigned_t value) override
+    {
+        return number(static_cast<double>(value));
+    }
+    bool number_float(number_float_t value, const string_t&) override { return number(value); }
+    bool string(string_t& value) override
+    {
+        return scalar(Json::Value::value_t::string, std::move(value), 0);
+    }
+    bool binary(binary_t&) override { return false; }
+    bool start_object(std::size_t) override { return open(Json::Value::value_t::object); }
+    bool start_array(std::size_t) override { return open(Json::Value::value_t::array); }
+    bool key(string_t& key) override
+    {
+        if (m_skippedDepth == 0)
+            m_frames.back().key = std::move(key);
+        return true;
+    }
+    bool end_object() override { return close(); }
+    bool end_array() override { return close(); }
+    bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override
+    {
+        return false;
+    }
+
+private:
+    struct Frame {
+        Slot slot = Slot::output;
+        std::string key {};
+    };
+
+    ScriptFilterItem& item() { return m_output.items.back(); }
+
+    Slot slotOfNextValue() const
+    {
+        if (m_frames.empty())
+            return Slot::output;
+        auto& [slot, key] = m_frames.back();
+        switch (slot) {
+        case Slot::output:
+            return key == "items"    ? Slot::items
+                : key == "variables" ? Slot::outputVariables
+                : key == "rerun"     ? Slot::rerun
+                                     : Slot::ignored;
+        case Slot::items:
+            return Slot::item;
+        case Slot::item: {
+            static const std::map<std::string, Slot, std::less<>> itemSlots {
+                { "uid", Slot::uid },
+                { "title", Slot::title },
+                { "subtitle", Slot::subtitle },
+                { "arg", Slot::itemArgument },
+                { "valid", Slot::valid },
+                { "autocomplete", Slot::autocomplete },
+                { "icon", Slot::icon },
+                { "variables", Slot::itemVariables },
+                { "mods", Slot::mods },
+                { "quicklookurl", Slot::quicklookURL },
+            };
+            auto found = itemSlots.find(key);
+            return found == itemSlots.end() ? Slot::ignored : found->second;
+        }
+        case Slot::icon:
+            return key == "path" ? Slot::iconPath : Slot::ignored;
+        case Slot::mods:
+            return Slot::modifier;
+        case Slot::modifier:
+            return key == "arg"      ? Slot::modifierArgument
+                : key == "subtitle"  ? Slot::modifierSubtitle
+                : key == "valid"     ? Slot::modifierValid
+                : key == "variables" ? Slot::modifierVariables
+                                     : Slot::ignored;
+        case Slot::outputVariables:
+        case Slot::itemVariables:
+        case Slot::modifierVariables:
+            return Slot::variable;
+        case Slot::itemArgument:
+        case Slot::modifierArgument:
+            return Slot::argumentText;
+        default:
+            return Slot::ignored;
         }
     }
-    return item;
-}
+
+    // Every number counts as floating point, as JSON has only the one kind of number.
+    bool number(double value) { return scalar(Json::Value::value_t::number_float, {}, value); }
+
+    // A value that holds no other: its type is all there is to check. `number` carries a number,
+    // and `text` a text or the words of a boolean.
+    bool scalar(Json::Value::value_t type, std::string text, double number)
+    {
+        using Type = Json::Value::value_t;
+        if (m_skippedDepth > 0)
+            return true;
+        bool isNull = type == Type::null;
+        bool isText = type == Type::string;
+        bool isBoolean = type == Type::boolean;
+        auto optionalText = [&](std::optional<std::string>& field) {
+            if (isText)
+                field = std::move(text);
+            else if (isNull)
+                field.reset();
+            return isText || isNull;
+        };
+        auto argument = [&]() -> std::optional<std::string> {
+            if (isText)
+                return std::move(text);
+            if (type == Type::number_float)
+                return argumentText(number);
+            return std::nullopt;
+        };
+        switch (auto slot = slotOfNextValue()) {
+        case Slot::output:
+        case Slot::item:
+        case Slot::modifier:
+            return false;
+        case Slot::items:
+        case Slot::mods:
+            return isNull;
+        case Slot::rerun:
+            if (type == Type::number_float)
+                m_output.rerun = number;
+            else if (!isNull)
+                return false;
+            return true;
+        case Slot::uid:
+            return optionalText(item().uid);
+        case Slot::autocomplete:
+            return optionalText(item().autocomplete);
+        case Slot::quicklookURL:
+            return optionalText(item().quicklookURL);
+        case Slot::modifierSubtitle:
+            return optionalText(m_modifier->subtitle);
+        case Slot::title:
+        case Slot::subtitle:
+            if (isText)
+                (slot == Slot::title ? item().title : item().subtitle) = std::move(text);
+            return isText || isNull;
+        case Slot::valid:
+            if (isBoolean)
+                item().valid = number != 0;
+            return isBoolean || isNull;
+        case Slot::modifierValid:
+            if (isBoolean)
+                m_modifier->valid = number != 0;
+            return isBoolean || isNull;
+        case Slot::itemArgument:
+            item().arg = argument();
+            return true;
+        case Slot::modifierArgument:
+            m_modifier->arg = argument();
+            return true;
+        case Slot::icon:
+            item().iconPath.reset();
+            return true;
+        case Slot::iconPath:
+            if (isText)
+                item().iconPath = std::move(text);
+            return true;
+        case Slot::outputVariables:
+        case Slot::itemVariables:
+        case Slot::modifierVariables:
+            setVariables(slot, std::nullopt);
+            return true;
+        case Slot::variable: {
+            bool isNumber = type == Type::number_float && std::isfinite(number);
+            if (isNumber)
+                text = variableText(number);
+            m_variables.add(m_frames.back().key,
+                isText || isBoolean || isNumber ? type : Type::null, std::move(text));
+            return true;
+        }
+        case Slot::argumentText:
+            if (isText)
+                m_argumentTexts.append(m_argumentTexts.empty() && m_isFirstText ? "" : "\n")
+                    .append(text);
+            m_isFirstText = false;
+            m_argumentIsTexts = m_argumentIsTexts && isText;
+            return true;
+        case Slot::ignored:
+            return true;
+        }
+        return true;
+    }
+
+    bool open(Json::Value::value_t type)
+    {
+        if (m_skippedDepth > 0) {
+            ++m_skippedDepth;
+            return true;
+        }
+        bool isObject = type == Json::Value::value_t::object;
+        auto skip = [&] {
+            ++m_skippedDepth;
+            return true;
+        };
+        auto enter = [&](Slot slot) {
+            m_frames.push_back({ .slot = slot });
+            return true;
+        };
+        switch (auto slot = slotOfNextValue()) {
+        case Slot::output:
+        case Slot::mods:
+            return isObject && enter(slot);
+        case Slot::items:
+            return !isObject && enter(slot);
+        case Slot::item:
+            if (!isObject)
+                return false;
+            m_output.items.emplace_back();
+            return enter(slot);
+        case Slot::modifier:
+            if (!isObject)
+                return false;
+            m_modifier = &(item().mods[m_frames.back().key] = {});
+            return enter(slot);
+        case Slot::rerun:
+        case Slot::uid:
+        case Slot::title:
+        case Slot::subtitle:
+        case Slot::valid:
+        case Slot::autocomplete:
+        case Slot::quicklookURL:
+        case Slot::modifierSubtitle:
+        case Slot::modifierValid:
+            return false;
+        case Slot::itemArgument:
+        case Slot::modifierArgument:
+            if (isObject) {
+                (slot == Slot::itemArgument ? item().arg : m_modifier->arg).reset();
+                return skip();
+            }
+            m_argumentTexts.clear();
+            m_isFirstText = true;
+            m_argumentIsTexts = true;
+            return enter(slot);
+        case Slot::icon:
+            item().iconPath.reset();
+            return isObject ? enter(slot) : skip();
+        case Slot::outputVariables:
+        case Slot::itemVariables:
+        case Slot::modifierVariables:
+            if (!isObject) {
+                setVariables(slot, std::nullopt);
+                return skip();
+            }
+            m_variables.start();
+            return enter(slot);
+        case Slot::variable:
+            m_variables.add(m_frames.back().key, Json::Value::value_t::null, {});
+            return skip();
+        case Slot::argumentText:
+            m_argumentIsTexts = false;
+            m_isFirstText = false;
+            return skip();
+        case Slot::iconPath:
+        case Slot::ignored:
+            return skip();
+        }
+        return skip();
+    }
+
+    bool close()
+    {
+        if (m_skippedDepth > 0) {
+            --m_skippedDepth;
+            return true;
+        }
+        auto slot = m_frames.back().slot;
+        m_frames.pop_back();
+        switch (slot) {
+        case Slot::output:
+            m_isDone = true;
+            break;
+        case Slot::itemArgument:
+        case Slot::modifierArgument:
+            (slot == Slot::itemArgument ? item().arg : m_modifier->arg)
+                = m_argumentIsTexts ? std::optional(std::move(m_argumentTexts)) : std::nullopt;
+            break;
+        case Slot::outputVariables:
+        case Slot::itemVariables:
+        case Slot::modifierVariables:
+            setVariables(slot, m_variables.finish());
+            break;
+        default:
+            break;
+        }
+        return true;
+    }
+
+    // A map that matches none of the forms is no map: the empty one for the output and an item,
+    // nothing for a modifier.
+    void setVariables(Slot slot, std::optional<Variables> variables)
+    {
+        if (slot == Slot::outputVariables)
+            m_output.variables = std::move(variables).value_or(Variables {});
+        else if (slot == Slot::itemVariables)
+            item().variables = std::move(variables).value_or(Variables {});
+        else
+            m_modifier->variables = std::move(variables);
+    }
+
+    ScriptFilterOutput m_output;
+    std::vector<Frame> m_frames;
+    std::size_t m_skippedDepth = 0;
+    ScriptFilterItem::Modifier* m_modifier = nullptr;
+    TolerantVariables m_variables;
+    std::string m_argumentTexts;
+    bool m_isFirstText = true;
+    bool m_argumentIsTexts = true;
+    bool m_isDone = false;
+};
 
 std::optional<ScriptFilterOutput> decodeOutput(std::string_view data)
 {
-    auto json = Json::parse(data);
-    if (!json || !json->is_object())
-        return std::nullopt;
-    ScriptFilterOutput output { .variables = tolerantVariables(*json).value_or(Variables {}) };
-    if (!Json::isAbsent(*json, "items")) {
-        auto& items = (*json)["items"];
-        if (!items.is_array())
-            return std::nullopt;
-        output.items.reserve(items.size());
-        for (auto& element : items) {
-            auto item = decodeItem(element);
-            if (!item)
-                return std::nullopt;
-            output.items.push_back(std::move(*item));
-        }
-    }
-    if (Json::read(*json, "rerun", output.rerun))
-        return std::nullopt;
-    if (output.rerun)
-        output.rerun = std::clamp(
-            *output.rerun, ScriptFilterOutput::minimumRerun, ScriptFilterOutput::maximumRerun);
-    return output;
+    return OutputReader().read(data);
 }
 
 // The first line of the output that has anything on it, for the error row.

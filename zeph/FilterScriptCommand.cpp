@@ -11,11 +11,6 @@ namespace zeph::CommandLine {
 
 namespace {
 
-using namespace std::chrono_literals;
-
-// As long as the launcher waits for a script filter.
-constexpr Seconds filterTimeout = 15s;
-
 struct FilterScriptOptions {
     bool json = false;
     std::string workflow {};
@@ -42,7 +37,7 @@ int filterScript(const FilterScriptOptions& options, const GlobalOptions& global
     ProcessScriptRunner scripts(Paths::workflowDirectory(global.dataFolder(), choice->workflow.id));
     auto result = scripts.run(filter.language, filter.script,
         sanitizedUTF8(joinedWords(options.queryWords)), choice->workflow.variables,
-        options.timeout ? Seconds(*options.timeout) : filterTimeout);
+        options.timeout ? Seconds(*options.timeout) : scriptFilterTimeout);
     // A script that printed rows and then failed still shows them; its failure is worth a word.
     if (!result.stdout.empty() && (result.exitCode != 0 || result.timedOut)) {
         warn(result.timedOut ? "The script timed out."
@@ -70,8 +65,10 @@ void addFilterScriptCommand(CLI::App& app, Action& action, const GlobalOptions& 
         "that cannot be chosen. Exit status 1 when there are no rows.");
     command->add_flag(
         "--json", options->json, "One JSON object a row, in the format script filters print");
-    command->add_option("--timeout", options->timeout,
-        "Seconds the script may run before it is asked to stop (default 15)");
+    command
+        ->add_option("--timeout", options->timeout,
+            "Seconds the script may run before it is asked to stop (default 15)")
+        ->check(CLI::NonNegativeNumber);
     command->add_option("workflow", options->workflow, "The workflow's id or its filter's keyword")
         ->required();
     command->add_option("query", options->queryWords,

@@ -15,12 +15,6 @@ namespace zeph::CommandLine {
 
 namespace {
 
-using namespace std::chrono_literals;
-
-// The launcher's timeouts: a script filter is waited for while the user types.
-constexpr Seconds runTimeout = 30s;
-constexpr Seconds filterTimeout = 15s;
-
 struct RunOptions {
     bool dryRun = false;
     bool json = false;
@@ -100,7 +94,7 @@ Result<Start> chooseRow(const WorkflowChoice& choice, ScriptRunning& scripts,
     auto& kind = choice.workflow.nodeWithID(choice.startNodeID)->kind;
     if (auto* filter = kind.get<NodeKind::ScriptFilter>())
         return chooseScriptFilterRow(choice.workflow, *filter, scripts, query,
-            options.timeout ? Seconds(*options.timeout) : filterTimeout, modifier);
+            options.timeout ? Seconds(*options.timeout) : scriptFilterTimeout, modifier);
     if (auto* list = kind.get<NodeKind::ListFilter>())
         return chooseListRow(choice, *list, query);
     return Start { .query = query };
@@ -148,7 +142,7 @@ int runWorkflow(const RunOptions& options, const GlobalOptions& global)
         environment = terminal.get();
     }
     WorkflowRunner runner(
-        *environment, scripts, options.timeout ? Seconds(*options.timeout) : runTimeout);
+        *environment, scripts, options.timeout ? Seconds(*options.timeout) : workflowScriptTimeout);
     auto log = runner.run(
         choice->workflow, choice->startNodeID, start->query, start->variables, modifier);
     warnAboutScripts(log);
@@ -181,9 +175,11 @@ void addRunCommand(CLI::App& app, Action& action, const GlobalOptions& global)
         "The clipboard text for a hot key that reads it (default: the desktop's)");
     command->add_option("--selection", options->selection,
         "The selected text for a hot key that reads it (default: the desktop's primary selection)");
-    command->add_option("--timeout", options->timeout,
-        "Seconds each script may run before it is asked to stop (default 30, 15 for a script "
-        "filter)");
+    command
+        ->add_option("--timeout", options->timeout,
+            "Seconds each script may run before it is asked to stop (default 30, 15 for a script "
+            "filter)")
+        ->check(CLI::NonNegativeNumber);
     command->add_option("workflow", options->workflow, "The workflow's id or one of its keywords")
         ->required();
     command->add_option("query", options->queryWords,

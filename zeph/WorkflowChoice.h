@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CommandLine.h"
+#include "Workflows/ScriptRunning.h"
 #include "Workflows/Workflow.h"
 
 #include <functional>
@@ -8,6 +9,10 @@
 #include <vector>
 
 namespace zeph::CommandLine {
+
+// The launcher's timeouts: a script filter is waited for while the user types.
+inline constexpr Seconds workflowScriptTimeout { 30 };
+inline constexpr Seconds scriptFilterTimeout { 15 };
 
 // The workflows of the data folder, as the launcher reads them: the examples stand in for a
 // missing document, as on a first start.

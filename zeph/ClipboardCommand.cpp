@@ -23,9 +23,7 @@ struct AddOptions {
 
 struct ListOptions {
     bool json = false;
-    std::optional<std::string> now {};
-    std::optional<std::string> timeZone {};
-    std::optional<std::string> locale {};
+    DateOptions dates {};
 };
 
 // The clipboard part of the settings, read but never written here. A missing or undecodable
@@ -101,18 +99,15 @@ int add(const AddOptions& options, const GlobalOptions& global)
 
 int list(const ListOptions& options, const GlobalOptions& global)
 {
-    auto now = presentDate(options.now);
-    if (!now)
-        return fail(now.error().message);
-    auto calendar = chosenCalendar(options.timeZone, options.locale);
-    if (!calendar)
-        return fail(calendar.error().message);
+    auto dates = options.dates.chosen();
+    if (!dates)
+        return fail(dates.error().message);
     auto history = changeHistory(global.dataFolder(), [](ClipboardHistory&) { return false; });
     if (!history)
         return fail(history.error().message);
     history->sort();
     for (auto& item : history->items) {
-        auto age = RelativeTime::long_(item.date, *now, *calendar);
+        auto age = RelativeTime::long_(item.date, dates->now, dates->calendar);
         if (options.json) {
             auto json = toJSON(item);
             json["age"] = age;
@@ -216,12 +211,7 @@ void addClipboardCommand(CLI::App& app, Action& action, const GlobalOptions& glo
     auto listOptions = std::make_shared<ListOptions>();
     listCommand->add_flag(
         "--json", listOptions->json, "One JSON object a line, with the age in words under \"age\"");
-    listCommand->add_option(
-        "--now", listOptions->now, "The moment ages count to, ISO 8601 (default: now)");
-    listCommand->add_option("--time-zone", listOptions->timeZone,
-        "The time zone of calendar days (default: TZ or the system's)");
-    listCommand->add_option(
-        "--locale", listOptions->locale, "The locale of dates (default: LC_ALL, LC_TIME or LANG)");
+    listOptions->dates.addTo(*listCommand, "The moment ages count to");
     listCommand->callback([&action, &global, listOptions] {
         action = [&global, listOptions] { return list(*listOptions, global); };
     });

@@ -66,11 +66,26 @@ Result<Date> presentDate(const std::optional<std::string>& now)
     return Error { "--now \"" + *now + "\" is not an ISO 8601 date such as 2026-11-13T05:11:39Z." };
 }
 
-Result<Calendar> chosenCalendar(
-    const std::optional<std::string>& timeZone, const std::optional<std::string>& locale)
+void DateOptions::addTo(CLI::App& command, const std::string& moment)
 {
+    command.add_option("--now", now, moment + ", ISO 8601 (default: now)");
+    command.add_option(
+        "--time-zone", timeZone, "The time zone of dates (default: TZ or the system's)");
+    command.add_option(
+        "--locale", locale, "The locale of dates (default: LC_ALL, LC_TIME or LANG)");
+}
+
+Result<DateOptions::Chosen> DateOptions::chosen() const
+{
+    auto date = presentDate(now);
+    if (!date)
+        return date.error();
     auto current = Calendar::current();
-    return Calendar::make(timeZone.value_or(current.timeZone), locale.value_or(current.locale));
+    auto calendar
+        = Calendar::make(timeZone.value_or(current.timeZone), locale.value_or(current.locale));
+    if (!calendar)
+        return calendar.error();
+    return Chosen { .now = *date, .calendar = std::move(*calendar) };
 }
 
 std::filesystem::path GlobalOptions::dataFolder() const

@@ -72,9 +72,21 @@ int fail(const std::string& message);
 int notFound(const std::string& message);
 // The --now option: the given ISO 8601 moment, else the present one.
 Result<Date> presentDate(const std::optional<std::string>& now);
-// The --time-zone and --locale options, each else the environment's; fails for an unknown zone.
-Result<Calendar> chosenCalendar(
-    const std::optional<std::string>& timeZone, const std::optional<std::string>& locale);
+// --now, --time-zone and --locale, taken by every command that tells a moment in words.
+struct DateOptions {
+    std::optional<std::string> now {};
+    std::optional<std::string> timeZone {};
+    std::optional<std::string> locale {};
+    // `moment` says what --now is, as in "The moment to render".
+    void addTo(CLI::App& command, const std::string& moment);
+    struct Chosen {
+        Date now {};
+        Calendar calendar {};
+    };
+    // The moment, else the present one, and the zone and locale, else the environment's; fails
+    // for a moment that is no ISO 8601 date and for an unknown zone.
+    Result<Chosen> chosen() const;
+};
 
 // A document read only to show it: nothing is locked or moved aside, for the document belongs to
 // whoever changes it. A missing one gives `fallback`, and so does an undecodable one, after a

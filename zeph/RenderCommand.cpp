@@ -10,9 +10,7 @@ namespace {
 
 struct RenderOptions {
     std::vector<std::string> words {};
-    std::optional<std::string> now {};
-    std::optional<std::string> timeZone {};
-    std::optional<std::string> locale {};
+    DateOptions dates {};
     std::string clipboard {};
     std::vector<std::string> fills {};
     bool json = false;
@@ -20,16 +18,13 @@ struct RenderOptions {
 
 int render(const RenderOptions& options)
 {
-    auto now = presentDate(options.now);
-    if (!now)
-        return fail(now.error().message);
-    auto calendar = chosenCalendar(options.timeZone, options.locale);
-    if (!calendar)
-        return fail(calendar.error().message);
-    SnippetTemplate::Context context { .date = *now,
+    auto dates = options.dates.chosen();
+    if (!dates)
+        return fail(dates.error().message);
+    SnippetTemplate::Context context { .date = dates->now,
         .clipboard = options.clipboard,
-        .locale = calendar->locale,
-        .timeZone = calendar->timeZone };
+        .locale = dates->calendar.locale,
+        .timeZone = dates->calendar.timeZone };
     for (auto& fill : options.fills) {
         auto equals = fill.find('=');
         if (equals == std::string::npos)
@@ -70,11 +65,7 @@ void addRenderCommand(CLI::App& app, Action& action)
         "with no line break added.");
     auto options = std::make_shared<RenderOptions>();
     command->add_option("template", options->words, "The template; words are joined by spaces");
-    command->add_option("--now", options->now, "The moment to render, ISO 8601 (default: now)");
-    command->add_option("--time-zone", options->timeZone,
-        "The time zone of dates and times (default: TZ or the system's)");
-    command->add_option("--locale", options->locale,
-        "The locale of dates and times (default: LC_ALL, LC_TIME or LANG)");
+    options->dates.addTo(*command, "The moment to render");
     command->add_option(
         "--clipboard", options->clipboard, "What {clipboard} shows (default: nothing)");
     command

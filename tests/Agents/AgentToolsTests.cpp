@@ -165,7 +165,7 @@ TEST(AgentTools, BadCallsAreSentencesTheAgentCanActOn)
         EXPECT_EQ(fixture.call("validate_workflow", arguments), failure(shape));
         EXPECT_EQ(fixture.call("create_workflow", arguments), failure(shape));
     }
-    // Text that holds the spec is as good as the object.
+    // Text that holds a workflow spec is as good as the object.
     EXPECT_EQ(fixture.call("validate_workflow",
                   R"({"workflow": "{\"name\": \"x\", \"nodes\": [{\"type\": \"largeType\"}]}"})"),
         success("Problems:\n- Add a Keyword, Hotkey or Filter so the workflow can be started."));
@@ -194,7 +194,7 @@ TEST(AgentTools, WhatAnAgentCreatesArrivesDisabledAndMarkedForReview)
     EXPECT_TRUE(created->pendingReview);
     EXPECT_EQ(fixture.store.documents().workflows.back().id, id);
 
-    // Whatever flags the spec carries, the tool sets its own; problems against the others count.
+    // Whatever flags a workflow spec carries, the tool sets its own; clashes with others count.
     result = fixture.call("create_workflow", R"({"workflow": {"name": "y", "enabled": true,
         "pendingReview": false, "nodes": [{"id": "k", "type": "keyword", "keyword": "mine"},
         {"id": "t", "type": "largeType"}], "connections": [{"from": "k", "to": "t"}]}})");

@@ -40,22 +40,17 @@ Result<Start> chooseScriptFilterRow(const Workflow& workflow, const NodeKind::Sc
 {
     auto result = scripts.run(filter.language, filter.script, query, workflow.variables, timeout);
     auto output = ScriptFilterOutput::ofRun(result);
-    for (auto& item : output.items) {
-        if (!item.valid || !item.arg)
-            continue;
-        auto* held = item.modifier(modifier);
+    if (auto* item = output.firstActionableItem()) {
+        auto* held = item->modifier(modifier);
         if (held && held->valid == false)
-            return Error { "The row \"" + item.title + "\" cannot be chosen with "
+            return Error { "The row \"" + item->title + "\" cannot be chosen with "
                 + std::string(toString(modifier)) + " held." };
-        Start start { .query = held && held->arg ? *held->arg : *item.arg,
-            .variables = output.variables };
-        auto layOver = [&](const Variables& variables) {
-            for (auto& [name, value] : variables)
+        Start start { .query = held && held->arg ? *held->arg : *item->arg,
+            .variables = output.variablesOfChoice(*item) };
+        if (held && held->variables) {
+            for (auto& [name, value] : *held->variables)
                 start.variables.insert_or_assign(name, value);
-        };
-        layOver(item.variables);
-        if (held && held->variables)
-            layOver(*held->variables);
+        }
         return start;
     }
     auto reason = output.items.size() == 1 && !output.items[0].valid

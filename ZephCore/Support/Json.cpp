@@ -198,6 +198,40 @@ std::optional<Value> parse(std::string_view text)
     return value;
 }
 
+bool nestsDeeperThan(std::string_view text, std::size_t depth)
+{
+    std::size_t level = 0;
+    bool isInString = false;
+    for (std::size_t index = 0; index < text.size(); ++index) {
+        char character = text[index];
+        if (isInString) {
+            if (character == '\\')
+                ++index;
+            else if (character == '"')
+                isInString = false;
+            continue;
+        }
+        switch (character) {
+        case '"':
+            isInString = true;
+            break;
+        case '[':
+        case '{':
+            if (++level > depth)
+                return true;
+            break;
+        case ']':
+        case '}':
+            if (level > 0)
+                --level;
+            break;
+        default:
+            break;
+        }
+    }
+    return false;
+}
+
 Result<std::string> documentText(const Value& value)
 {
     DocumentWriter writer(value);

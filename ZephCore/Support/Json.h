@@ -23,6 +23,11 @@ using Value = nlohmann::json;
 // Parses text without throwing; text that is not JSON yields nothing.
 std::optional<Value> parse(std::string_view text);
 
+// Whether arrays and objects in `text` nest deeper than `depth`, judged from the bytes alone. Text
+// from outside is checked before it is parsed, for printing a parsed value recurses once for each
+// level, and a hostile line of ten megabytes could nest five million levels deep.
+bool nestsDeeperThan(std::string_view text, std::size_t depth = 512);
+
 // A document as it goes to disk: two-space indentation, keys in byte order (so that equal content
 // gives equal bytes), a final newline. Fails on a string that is not UTF-8.
 Result<std::string> documentText(const Value& value);

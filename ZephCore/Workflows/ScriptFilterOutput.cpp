@@ -529,6 +529,23 @@ ScriptFilterOutput ScriptFilterOutput::ofRun(const ScriptResult& result)
     return parse(result.stdout);
 }
 
+const ScriptFilterItem* ScriptFilterOutput::firstActionableItem() const
+{
+    for (auto& item : items) {
+        if (item.valid && item.arg)
+            return &item;
+    }
+    return nullptr;
+}
+
+Variables ScriptFilterOutput::variablesOfChoice(const ScriptFilterItem& item) const
+{
+    auto chosen = variables;
+    for (auto& [name, value] : item.variables)
+        chosen.insert_or_assign(name, value);
+    return chosen;
+}
+
 Json::Value toJSON(const ScriptFilterItem& item)
 {
     auto object = Json::Value::object();

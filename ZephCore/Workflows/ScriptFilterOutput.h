@@ -64,6 +64,12 @@ struct ScriptFilterOutput {
     // out or failed becomes one row that is not valid, "Script filter failed", with "Timed out" or
     // the error output below; any other run is its parsed output.
     static ScriptFilterOutput ofRun(const ScriptResult& result);
+
+    // The first row that can be chosen: valid and with an argument. Nothing when there is none.
+    const ScriptFilterItem* firstActionableItem() const;
+    // What choosing `item` hands the run beside its argument: the output's variables, with the
+    // row's laid over them.
+    Variables variablesOfChoice(const ScriptFilterItem& item) const;
 };
 
 // In the format the scripts print, so that what parse reads back is the same output.

@@ -195,6 +195,21 @@ TEST(ScriptFilterOutput, AHeldKeyFindsItsModifier)
     EXPECT_EQ(argOf(both, ConnectionModifier::shift), "<none>");
 }
 
+TEST(ScriptFilterOutput, TheFirstActionableRowCarriesItsVariablesOverTheOutputs)
+{
+    auto output = ScriptFilterOutput::parse(R"({"variables": {"a": "out", "b": "out"}, "items": [
+        {"title": "No argument"}, {"title": "Not valid", "arg": "x", "valid": false},
+        {"title": "Chosen", "arg": "", "variables": {"b": "row", "c": "row"}},
+        {"title": "Later", "arg": "later"}]})");
+    auto* chosen = output.firstActionableItem();
+    ASSERT_NE(chosen, nullptr);
+    EXPECT_EQ(chosen->title, "Chosen");
+    EXPECT_EQ(output.variablesOfChoice(*chosen),
+        (Variables { { "a", "out" }, { "b", "row" }, { "c", "row" } }));
+    EXPECT_EQ(
+        ScriptFilterOutput::parse(R"({"items": [{"title": "t"}]})").firstActionableItem(), nullptr);
+}
+
 TEST(ScriptFilterOutput, AFailedRunThatPrintedNothingBecomesAFailureRow)
 {
     auto failure = [](std::string subtitle) {

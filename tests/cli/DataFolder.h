@@ -50,19 +50,30 @@ inline std::vector<int> inParallel(std::size_t count, const std::function<int(st
     return statuses;
 }
 
-// Runs zeph on a fresh data folder of its own, with no clipboard state from the test's terminal.
+// Runs zeph and zeph-mcp on a fresh data folder of their own, with no clipboard state from the
+// test's terminal.
 class DataFolder {
 public:
     Run operator()(std::vector<std::string> arguments, const std::string& input = "",
         Environment environment = {}) const
     {
-        environment.insert(environment.begin(),
-            { { "ZEPH_DATA_DIR", path().string() }, { "CLIPBOARD_STATE", "" } });
-        return zeph(arguments, input, environment);
+        return zeph(arguments, input, inFolder(std::move(environment)));
+    }
+    // zeph-mcp in the same folder, with `input` as its lines.
+    Run mcp(const std::string& input, Environment environment = {}) const
+    {
+        return zephMCP(input, inFolder(std::move(environment)));
     }
     std::filesystem::path path() const { return m_folder / "data"; }
 
 private:
+    Environment inFolder(Environment environment) const
+    {
+        environment.insert(environment.begin(),
+            { { "ZEPH_DATA_DIR", path().string() }, { "CLIPBOARD_STATE", "" } });
+        return environment;
+    }
+
     zeph::TemporaryDirectory m_folder;
 };
 

@@ -19,7 +19,7 @@ std::string readWhole(const std::string& path)
 }
 
 // Standard input, output and errors go through files, so that no pipe can fill up and block.
-Run zeph(const std::vector<std::string>& arguments, const std::string& input,
+Run run(const char* executable, const std::vector<std::string>& arguments, const std::string& input,
     const Environment& environment)
 {
     char directory[] = "/tmp/zeph-cli-XXXXXX";
@@ -41,11 +41,11 @@ Run zeph(const std::vector<std::string>& arguments, const std::string& input,
             else
                 setenv(name.c_str(), value.c_str(), 1);
         }
-        std::vector<char*> argv { const_cast<char*>(ZEPH_EXECUTABLE) };
+        std::vector<char*> argv { const_cast<char*>(executable) };
         for (auto& argument : arguments)
             argv.push_back(const_cast<char*>(argument.c_str()));
         argv.push_back(nullptr);
-        execv(ZEPH_EXECUTABLE, argv.data());
+        execv(executable, argv.data());
         _exit(127);
     }
     int status = 0;
@@ -57,6 +57,17 @@ Run zeph(const std::vector<std::string>& arguments, const std::string& input,
         std::remove((base + name).c_str());
     rmdir(directory);
     return run;
+}
+
+Run zeph(const std::vector<std::string>& arguments, const std::string& input,
+    const Environment& environment)
+{
+    return run(ZEPH_EXECUTABLE, arguments, input, environment);
+}
+
+Run zephMCP(const std::string& input, const Environment& environment)
+{
+    return run(ZEPH_MCP_EXECUTABLE, {}, input, environment);
 }
 
 } // namespace CommandLineTesting

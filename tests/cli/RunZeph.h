@@ -16,10 +16,17 @@ struct Run {
 
 using Environment = std::vector<std::pair<std::string, std::string>>;
 
-// Runs zeph with `arguments` after `--data-dir`-free defaults; `environment` is set (an empty value
-// unsets the variable) on top of the test's own.
+// Runs `executable` with `arguments`; `environment` is set (an empty value unsets the variable) on
+// top of the test's own.
+Run run(const char* executable, const std::vector<std::string>& arguments,
+    const std::string& input = "", const Environment& environment = {});
+
+// Runs the built zeph with `arguments` after `--data-dir`-free defaults.
 Run zeph(const std::vector<std::string>& arguments, const std::string& input = "",
     const Environment& environment = {});
+
+// Runs the built zeph-mcp, which takes no arguments, with `input` as its standard input.
+Run zephMCP(const std::string& input, const Environment& environment = {});
 
 std::string readWhole(const std::string& path);
 

@@ -13,17 +13,6 @@ namespace zeph {
 
 namespace {
 
-std::optional<int> hexDigit(char character)
-{
-    if (character >= '0' && character <= '9')
-        return character - '0';
-    if (character >= 'a' && character <= 'f')
-        return character - 'a' + 10;
-    if (character >= 'A' && character <= 'F')
-        return character - 'A' + 10;
-    return std::nullopt;
-}
-
 int channelByte(double channel)
 {
     // NaN fails both comparisons and becomes 0.

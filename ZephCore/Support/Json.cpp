@@ -190,14 +190,6 @@ private:
 
 } // namespace
 
-std::optional<Value> parse(std::string_view text)
-{
-    auto value = Value::parse(text, nullptr, /*allow_exceptions=*/false);
-    if (value.is_discarded())
-        return std::nullopt;
-    return value;
-}
-
 bool nestsDeeperThan(std::string_view text, std::size_t depth)
 {
     std::size_t level = 0;

@@ -188,6 +188,17 @@ bool equalIgnoringASCIICase(std::string_view first, std::string_view second)
         });
 }
 
+std::optional<int> hexDigit(char character) noexcept
+{
+    if (character >= '0' && character <= '9')
+        return character - '0';
+    if (character >= 'a' && character <= 'f')
+        return character - 'a' + 10;
+    if (character >= 'A' && character <= 'F')
+        return character - 'A' + 10;
+    return std::nullopt;
+}
+
 bool isValidUTF8(std::string_view bytes) noexcept
 {
     auto* data = reinterpret_cast<const unsigned char*>(bytes.data());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +19,8 @@ inline constexpr Character firstInternedCharacter = 0x110000;
 
 bool isASCII(std::string_view text) noexcept;
 bool isValidUTF8(std::string_view bytes) noexcept;
+// The value of one hexadecimal digit of either case.
+std::optional<int> hexDigit(char character) noexcept;
 // Application ids and such: equal when only the case of ASCII letters differs.
 bool equalIgnoringASCIICase(std::string_view first, std::string_view second);
 // Each ill-formed sequence becomes U+FFFD, one for each maximal subpart, so this never fails.

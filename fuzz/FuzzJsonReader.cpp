@@ -1,0 +1,24 @@
+// Arbitrary bytes through the document reader and through the general JSON parser: both must accept
+// the same texts and build the same values.
+#include "Support/Json.h"
+#include "Support/Verify.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    std::string_view text(reinterpret_cast<const char*>(data), size);
+    // Printing recurses once a level; keep the stack safe.
+    if (zeph::Json::nestsDeeperThan(text, 256))
+        return 0;
+    auto ours = zeph::Json::parse(text);
+    auto theirs = zeph::Json::Value::parse(text, nullptr, /*allow_exceptions=*/false);
+    zeph::verify(ours.has_value() == !theirs.is_discarded());
+    if (ours) {
+        zeph::verify(ours->type() == theirs.type());
+        zeph::verify(ours->dump() == theirs.dump());
+    }
+    return 0;
+}

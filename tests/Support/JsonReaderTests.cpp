@@ -1,0 +1,119 @@
+#include "Support/Json.h"
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace zeph;
+using Json::Value;
+
+// The reader must accept and build exactly what the general parser does, so each case is checked
+// against it as well as against the expected value.
+std::optional<Value> reference(std::string_view text)
+{
+    auto value = Value::parse(text, nullptr, /*allow_exceptions=*/false);
+    if (value.is_discarded())
+        return std::nullopt;
+    return value;
+}
+
+void expectSameAsReference(std::string_view text)
+{
+    auto ours = Json::parse(text);
+    auto theirs = reference(text);
+    ASSERT_EQ(ours.has_value(), theirs.has_value()) << text;
+    if (ours) {
+        EXPECT_EQ(ours->dump(), theirs->dump()) << text;
+        EXPECT_EQ(ours->type(), theirs->type()) << text;
+    }
+}
+
+TEST(JsonReader, ReadsValuesOfEveryType)
+{
+    auto value = Json::parse(
+        R"({"b": true, "n": null, "s": "x\u00e9\ud83d\ude00\n", "a": [1, -2, 2.5e3, 0, -0], "o": {}})");
+    ASSERT_TRUE(value);
+    EXPECT_EQ((*value)["s"], "x\xC3\xA9\xF0\x9F\x98\x80\n");
+    EXPECT_TRUE((*value)["a"][0].is_number_unsigned());
+    EXPECT_TRUE((*value)["a"][1].is_number_integer());
+    EXPECT_FALSE((*value)["a"][1].is_number_unsigned());
+    EXPECT_TRUE((*value)["a"][2].is_number_float());
+    EXPECT_EQ((*value)["a"][2], 2500.0);
+    EXPECT_TRUE((*value)["o"].is_object());
+}
+
+TEST(JsonReader, AgreesWithTheGeneralParser)
+{
+    const char* texts[] = {
+        "",
+        " ",
+        "\xEF\xBB\xBF{}",
+        "\xEF\xBB{}",
+        "{}\0junk",
+        "\0",
+        "[1,]",
+        "[,1]",
+        "{,}",
+        "{\"a\" 1}",
+        "{\"a\":}",
+        "{\"a\":1,}",
+        "[01]",
+        "-",
+        "-0",
+        "1.",
+        ".5",
+        "1e",
+        "1e+",
+        "1E-2",
+        "[1 2]",
+        "18446744073709551615",
+        "18446744073709551616",
+        "-9223372036854775808",
+        "-9223372036854775809",
+        "1e999",
+        "-1e999",
+        "1e-999",
+        "\"\\ud800\"",
+        "\"\\udc00\"",
+        "\"\\ud800\\u0041\"",
+        "\"\\u00zz\"",
+        "\"\\x\"",
+        "\"a\tb\"",
+        "\"\xC0\xAF\"",
+        "\"\xED\xA0\x80\"",
+        "\"\xF4\x90\x80\x80\"",
+        "\"\xE2\x82\"",
+        "\"\\u0000\"",
+        "{\"k\":1,\"k\":2}",
+        "{\"b\":1,\"a\":[2,{\"c\":3}]}",
+        "truex",
+        "nul",
+        "[true,false,null]",
+        "  \t\r\n[ ] ",
+        "\"unterminated",
+        "[[[[]]]]",
+        "{\"a\":[}",
+        "[\"\xE2\x82\xAC\"]",
+        "1 1",
+    };
+    for (std::string_view text : texts)
+        expectSameAsReference(text);
+    expectSameAsReference(std::string_view("{}\0junk", 7));
+    expectSameAsReference(std::string_view("[1\0]", 4));
+}
+
+TEST(JsonReader, NestsDeeplyWithoutRecursion)
+{
+    std::string text(200'000, '[');
+    text.append(200'000, ']');
+    auto value = Json::parse(text);
+    ASSERT_TRUE(value);
+    std::string open(200'000, '[');
+    EXPECT_FALSE(Json::parse(open));
+    // Letting the deep value go must not recurse either.
+    value.reset();
+}
+
+} // namespace

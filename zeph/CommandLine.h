@@ -50,6 +50,7 @@ void addImportCommand(CLI::App& app, Action& action, const GlobalOptions& option
 void addWorkflowsCommand(CLI::App& app, Action& action, const GlobalOptions& options);
 void addRunCommand(CLI::App& app, Action& action, const GlobalOptions& options);
 void addFilterScriptCommand(CLI::App& app, Action& action, const GlobalOptions& options);
+void addSearchCommands(CLI::App& app, Action& action, const GlobalOptions& options);
 
 // The snippet collections of the data folder, read under its lock; the starter collection when
 // there is no "snippets.json".

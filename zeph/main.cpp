@@ -40,6 +40,7 @@ int main(int argc, char** argv)
     addWorkflowsCommand(app, action, options);
     addRunCommand(app, action, options);
     addFilterScriptCommand(app, action, options);
+    addSearchCommands(app, action, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {

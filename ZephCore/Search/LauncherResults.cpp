@@ -368,8 +368,11 @@ SearchItem infoRow(
 }
 
 LauncherResults LauncherResults::build(
-    std::string_view text, std::optional<LauncherMode> mode, const SearchEngine& engine)
+    std::string_view typed, std::optional<LauncherMode> mode, const SearchEngine& engine)
 {
+    // Everything below reads text as UTF-8; odd bytes become replacement characters.
+    auto clean = isValidUTF8(typed) ? std::string() : sanitizedUTF8(typed);
+    std::string_view text = clean.empty() ? typed : clean;
     LauncherResults results;
     results.mode = mode;
     results.term = std::string(trimmedWhitespaceAndNewlines(text));

@@ -326,8 +326,11 @@ std::vector<RankedResult> SearchEngine::webMatches(
     return best;
 }
 
-SearchResponse SearchEngine::search(std::string_view text) const
+SearchResponse SearchEngine::search(std::string_view typed) const
 {
+    // Everything below reads text as UTF-8; odd bytes become replacement characters.
+    auto clean = isValidUTF8(typed) ? std::string() : sanitizedUTF8(typed);
+    std::string_view text = clean.empty() ? typed : clean;
     auto limit = this->limit();
     auto parsed = QueryParser::parse(text);
     if (parsed.mode == QueryMode::navigate) {

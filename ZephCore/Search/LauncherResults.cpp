@@ -89,26 +89,31 @@ const std::vector<IndexedItem>& modeRows()
 }
 
 // Clipboard entries whose row scores at least `minimum` against the term, best first; ties keep
-// the history's order, newest first.
+// the history's order, newest first. Only the rows kept are walked again for their highlight.
 std::vector<RankedResult> clipboardMatches(
     const SearchEngine& engine, std::string_view term, double minimum, int limit)
 {
     auto pattern = FuzzyMatcher::makePattern(makeQueryText(term));
+    auto& entries = engine.clipboardItems();
+    std::vector<std::pair<double, std::size_t>> scored;
+    for (std::size_t index = 0; index < entries.size(); ++index) {
+        auto score = FuzzyMatcher::score(
+            pattern, FuzzyMatcher::MatchTextTarget(entries[index].indexed.titleText), minimum);
+        if (score && *score >= minimum)
+            scored.emplace_back(*score, index);
+    }
+    std::stable_sort(
+        scored.begin(), scored.end(), [](auto& a, auto& b) { return a.first > b.first; });
+    scored.resize(std::min(scored.size(), static_cast<std::size_t>(std::max(limit, 0))));
     std::vector<RankedResult> matches;
-    for (auto& entry : engine.clipboardItems()) {
-        RankedResult result;
-        auto score = FuzzyMatcher::score(pattern,
-            FuzzyMatcher::MatchTextTarget(entry.indexed.titleText), minimum, &result.highlight);
-        if (!score || *score < minimum)
-            continue;
-        result.item = entry.indexed.item;
-        result.score = result.matchScore = *score;
+    for (auto [score, index] : scored) {
+        RankedResult result {
+            .item = entries[index].indexed.item, .score = score, .matchScore = score
+        };
+        FuzzyMatcher::score(pattern,
+            FuzzyMatcher::MatchTextTarget(entries[index].indexed.titleText), 0, &result.highlight);
         matches.push_back(std::move(result));
     }
-    std::stable_sort(matches.begin(), matches.end(),
-        [](const RankedResult& a, const RankedResult& b) { return a.score > b.score; });
-    if (static_cast<int>(matches.size()) > limit)
-        matches.resize(static_cast<std::size_t>(std::max(limit, 0)));
     return matches;
 }
 
@@ -154,10 +159,11 @@ void buildSnippetMode(LauncherResults& results, const SearchEngine& engine)
     if (results.term.empty()) {
         for (auto& group : engine.snippetGroups()) {
             std::vector<RankedResult> rows;
-            for (auto& indexed : group.items)
+            auto items = engine.snippetItems(group);
+            for (auto& indexed : items)
                 rows.push_back(fixedResult(indexed.item));
             addSection(results.sections, group.name, std::move(rows),
-                counted(group.items.size(), "snippet", "snippets"));
+                counted(items.size(), "snippet", "snippets"));
         }
     } else {
         addSection(
@@ -201,7 +207,8 @@ bool buildNavigation(LauncherResults& results, std::string_view text, const Sear
     if (entries == 0) {
         rows.push_back({ .item = query->filter.empty()
                 ? infoRow("nav-empty", "Empty folder", "", "folder")
-                : infoRow("nav-empty", "Nothing matches " + curlyQuoted(query->filter), "", "folder") });
+                : infoRow(
+                    "nav-empty", "Nothing matches " + curlyQuoted(query->filter), "", "folder") });
     }
     results.sections.push_back(
         { std::move(title), counted(entries, "item", "items"), std::move(rows) });

@@ -174,7 +174,7 @@ PreparedSnippets SearchEngine::prepareSnippets(const std::vector<SnippetCollecti
 {
     PreparedSnippets prepared;
     for (auto& collection : collections) {
-        SnippetGroup group { .name = collection.name };
+        SnippetGroup group { .name = collection.name, .begin = prepared.items.size() };
         for (auto& snippet : collection.snippets) {
             if (!snippet.isEnabled)
                 continue;
@@ -203,11 +203,10 @@ PreparedSnippets SearchEngine::prepareSnippets(const std::vector<SnippetCollecti
                 if (!keyword.empty())
                     item.keywords.emplace_back(keyword);
             }
-            auto indexed = makeIndexedItem(std::move(item));
-            group.items.push_back(indexed);
-            prepared.items.push_back(std::move(indexed));
+            prepared.items.push_back(makeIndexedItem(std::move(item)));
         }
-        if (!group.items.empty())
+        group.end = prepared.items.size();
+        if (group.end > group.begin)
             prepared.groups.push_back(std::move(group));
     }
     return prepared;

@@ -12,6 +12,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <variant>
@@ -62,9 +63,11 @@ struct PreparedWorkflows {
     std::vector<WorkflowEntry> entries {};
     std::vector<IndexedItem> items {};
 };
+// The snippets of one collection: a run of the prepared items, which keep collection order.
 struct SnippetGroup {
     std::string name {};
-    std::vector<IndexedItem> items {};
+    std::size_t begin = 0;
+    std::size_t end = 0;
 };
 struct PreparedSnippets {
     std::vector<IndexedItem> items {};
@@ -144,6 +147,10 @@ public:
     const std::vector<WorkflowEntry>& workflowEntries() const { return m_workflows.entries; }
     const std::vector<IndexedItem>& snippetItems() const { return m_snippets.items; }
     const std::vector<SnippetGroup>& snippetGroups() const { return m_snippets.groups; }
+    std::span<const IndexedItem> snippetItems(const SnippetGroup& group) const
+    {
+        return std::span(m_snippets.items).subspan(group.begin, group.end - group.begin);
+    }
     const std::vector<IndexedItem>& webSearchItems() const { return m_webSearchItems; }
     const std::vector<ClipboardItem>& clipboard() const { return m_clipboard.items; }
     const std::vector<IndexedClipboardItem>& clipboardItems() const { return m_clipboard.indexed; }

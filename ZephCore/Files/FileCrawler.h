@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zeph {
+
+// One thing the crawler found.
+struct CrawledEntry {
+    std::string_view folder; // Absolute, without a trailing slash ("" for the root's children).
+    std::string_view name;
+    bool isFolder = false;
+    std::int64_t modified = 0; // Seconds since the epoch.
+};
+
+// Walks the scopes depth first without following symbolic links, so a link loop is walked once.
+// It leaves out hidden entries, application bundles (".app", not entered) and desktop entries,
+// anything `isExcluded` names (not entered), and folders that are the mount point of another file
+// system, unless that folder is itself a scope. An unreadable folder is listed but not entered.
+class FileCrawler {
+public:
+    using Visit = std::function<void(const CrawledEntry&)>;
+    using Exclusion = std::function<bool(std::string_view path)>;
+
+    FileCrawler(Exclusion isExcluded, Visit visit);
+    // The number of folders entered.
+    std::size_t crawl(const std::vector<std::string>& scopes);
+
+private:
+    void walk(std::string& folder, std::uint64_t device);
+
+    Exclusion m_isExcluded;
+    Visit m_visit;
+    std::size_t m_folders = 0;
+};
+
+} // namespace zeph

@@ -1,0 +1,277 @@
+#include "Files/FileIndex.h"
+
+#include "Files/FileCrawler.h"
+#include "Files/IndexWords.h"
+#include "Storage/Paths.h"
+
+#include <sqlite3.h>
+#include <unordered_map>
+
+namespace zeph {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Raised when the layout of the tables changes; an index of another version is rebuilt.
+constexpr int schemaVersion = 1;
+constexpr std::string_view applicationID = "zeph-file-index";
+
+const char* const schema = R"(
+    CREATE TABLE IF NOT EXISTS meta (key TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
+    CREATE TABLE IF NOT EXISTS folders (id INTEGER PRIMARY KEY, path TEXT NOT NULL);
+    CREATE TABLE IF NOT EXISTS files (
+        id INTEGER PRIMARY KEY, folder INTEGER NOT NULL, name TEXT NOT NULL,
+        isFolder INTEGER NOT NULL, modified INTEGER NOT NULL);
+    CREATE VIRTUAL TABLE IF NOT EXISTS names USING fts5(
+        words, content='', detail=none, tokenize='unicode61 remove_diacritics 0');
+)";
+
+struct Statement {
+    sqlite3_stmt* handle = nullptr;
+    Statement(sqlite3* database, const char* text)
+    {
+        sqlite3_prepare_v2(database, text, -1, &handle, nullptr);
+    }
+    ~Statement() { sqlite3_finalize(handle); }
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+    explicit operator bool() const { return handle != nullptr; }
+    void bind(int index, std::string_view text)
+    {
+        sqlite3_bind_text(
+            handle, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+    }
+    void bind(int index, std::int64_t value) { sqlite3_bind_int64(handle, index, value); }
+    // One step of a statement that returns no rows, then ready for the next bindings.
+    bool run()
+    {
+        int code = sqlite3_step(handle);
+        sqlite3_reset(handle);
+        return code == SQLITE_DONE;
+    }
+    std::string_view text(int column) const
+    {
+        auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(handle, column));
+        return bytes ? std::string_view(
+                   bytes, static_cast<std::size_t>(sqlite3_column_bytes(handle, column)))
+                     : std::string_view();
+    }
+};
+
+Error databaseError(sqlite3* database, std::string_view doing)
+{
+    return Error { "The file index could not " + std::string(doing) + ": "
+        + sqlite3_errmsg(database) + "." };
+}
+
+bool execute(sqlite3* database, const char* text)
+{
+    return sqlite3_exec(database, text, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+std::optional<std::string> metaValue(sqlite3* database, std::string_view key)
+{
+    Statement select(database, "SELECT value FROM meta WHERE key = ?1");
+    if (!select)
+        return std::nullopt;
+    select.bind(1, key);
+    if (sqlite3_step(select.handle) != SQLITE_ROW)
+        return std::nullopt;
+    return std::string(select.text(0));
+}
+
+bool setMeta(sqlite3* database, std::string_view key, std::string_view value)
+{
+    Statement upsert(database, "INSERT OR REPLACE INTO meta (key, value) VALUES (?1, ?2)");
+    if (!upsert)
+        return false;
+    upsert.bind(1, key);
+    upsert.bind(2, value);
+    return upsert.run();
+}
+
+// Opens and checks one file: ours, of this version, and sound enough to read its tables.
+sqlite3* openChecked(const fs::path& file)
+{
+    sqlite3* database = nullptr;
+    if (sqlite3_open_v2(file.c_str(), &database,
+            SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr)
+        != SQLITE_OK) {
+        sqlite3_close(database);
+        return nullptr;
+    }
+    sqlite3_busy_timeout(database, 5000);
+    bool isSound = execute(database, "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;")
+        && execute(database, schema);
+    if (isSound) {
+        auto owner = metaValue(database, "application");
+        auto version = metaValue(database, "schemaVersion");
+        if (!owner) {
+            // A fresh file: nothing but our own empty tables in it.
+            Statement count(database, "SELECT count(*) FROM files");
+            isSound = count && sqlite3_step(count.handle) == SQLITE_ROW
+                && sqlite3_column_int64(count.handle, 0) == 0
+                && setMeta(database, "application", applicationID)
+                && setMeta(database, "schemaVersion", std::to_string(schemaVersion));
+        } else {
+            isSound = owner == applicationID && version == std::to_string(schemaVersion)
+                && execute(database, "SELECT count(*) FROM names WHERE names MATCH 'x*' LIMIT 1");
+        }
+    }
+    if (!isSound) {
+        sqlite3_close(database);
+        return nullptr;
+    }
+    return database;
+}
+
+} // namespace
+
+Result<std::unique_ptr<FileIndex>> FileIndex::open(const fs::path& file)
+{
+    if (auto* database = openChecked(file))
+        return std::unique_ptr<FileIndex>(new FileIndex(database, file));
+    // Damaged, foreign or of another version: keep it for a look, and start afresh.
+    std::error_code error;
+    auto aside = file;
+    aside += Paths::corruptExtension;
+    fs::rename(file, aside, error);
+    for (auto suffix : { "-wal", "-shm" }) {
+        auto companion = file;
+        companion += suffix;
+        fs::remove(companion, error);
+    }
+    if (auto* database = openChecked(file))
+        return std::unique_ptr<FileIndex>(new FileIndex(database, file));
+    return Error { "The file index " + file.string() + " cannot be opened or created." };
+}
+
+FileIndex::FileIndex(sqlite3* database, fs::path file)
+    : m_database(database)
+    , m_file(std::move(file))
+{
+}
+
+FileIndex::~FileIndex()
+{
+    sqlite3_close(m_database);
+}
+
+Result<std::int64_t> FileIndex::rebuild(
+    const Scope& scope, Date now, const std::function<void(std::int64_t entries)>& progress)
+{
+    if (!execute(m_database, "BEGIN IMMEDIATE"))
+        return databaseError(m_database, "start an update");
+    bool isCleared = execute(m_database,
+        "DELETE FROM files; DELETE FROM folders; INSERT INTO names (names) VALUES ('delete-all');");
+    Statement insertFolder(m_database, "INSERT INTO folders (path) VALUES (?1)");
+    Statement insertFile(
+        m_database, "INSERT INTO files (folder, name, isFolder, modified) VALUES (?1, ?2, ?3, ?4)");
+    Statement insertWords(m_database, "INSERT INTO names (rowid, words) VALUES (?1, ?2)");
+    if (!isCleared || !insertFolder || !insertFile || !insertWords) {
+        execute(m_database, "ROLLBACK");
+        return databaseError(m_database, "prepare the update");
+    }
+
+    std::int64_t entries = 0;
+    bool isWritten = true;
+    std::string lastFolder;
+    std::int64_t folderID = 0;
+    std::string words;
+    FileCrawler crawler(scope.isExcluded, [&](const CrawledEntry& entry) {
+        if (!isWritten)
+            return;
+        // Entries of one folder arrive together, so one look-behind finds the folder's row.
+        if (folderID == 0 || entry.folder != lastFolder) {
+            lastFolder = entry.folder;
+            insertFolder.bind(
+                1, lastFolder.empty() ? std::string_view("/") : std::string_view(lastFolder));
+            isWritten = insertFolder.run();
+            folderID = sqlite3_last_insert_rowid(m_database);
+        }
+        insertFile.bind(1, folderID);
+        insertFile.bind(2, entry.name);
+        insertFile.bind(3, std::int64_t { entry.isFolder });
+        insertFile.bind(4, entry.modified);
+        isWritten = isWritten && insertFile.run();
+        auto fileID = sqlite3_last_insert_rowid(m_database);
+        words.clear();
+        for (auto& word : indexWords(entry.name)) {
+            words += word;
+            words += ' ';
+        }
+        insertWords.bind(1, fileID);
+        insertWords.bind(2, words);
+        isWritten = isWritten && insertWords.run();
+        if (++entries % 10'000 == 0 && progress)
+            progress(entries);
+    });
+    crawler.crawl(scope.folders);
+    if (!isWritten || !setMeta(m_database, "lastUpdate", isoDateText(now))
+        || !execute(m_database, "COMMIT")) {
+        auto error = databaseError(m_database, "write the update");
+        execute(m_database, "ROLLBACK");
+        return error;
+    }
+    if (progress)
+        progress(entries);
+    return entries;
+}
+
+Result<std::vector<IndexedFile>> FileIndex::search(
+    std::string_view term, int limit, bool includeFolders) const
+{
+    std::vector<IndexedFile> found;
+    auto expression = nameMatchExpression(term);
+    if (expression.empty() || limit <= 0)
+        return found;
+    Statement select(m_database,
+        "SELECT folders.path, files.name, files.isFolder, files.modified FROM names "
+        "JOIN files ON files.id = names.rowid JOIN folders ON folders.id = files.folder "
+        "WHERE names MATCH ?1 AND (?2 OR files.isFolder = 0) "
+        "ORDER BY files.modified DESC, files.id LIMIT ?3");
+    if (!select)
+        return databaseError(m_database, "prepare the query");
+    select.bind(1, expression);
+    select.bind(2, std::int64_t { includeFolders });
+    select.bind(3, std::int64_t { limit });
+    int code = 0;
+    while ((code = sqlite3_step(select.handle)) == SQLITE_ROW) {
+        auto folder = select.text(0);
+        IndexedFile file { .name = std::string(select.text(1)),
+            .isFolder = sqlite3_column_int64(select.handle, 2) != 0,
+            .modified = sqlite3_column_int64(select.handle, 3) };
+        file.path = (folder == "/" ? std::string() : std::string(folder)) + "/" + file.name;
+        found.push_back(std::move(file));
+    }
+    if (code != SQLITE_DONE)
+        return databaseError(m_database, "answer the query");
+    return found;
+}
+
+FileIndex::Status FileIndex::status() const
+{
+    Status status;
+    auto count = [&](const char* text) {
+        Statement select(m_database, text);
+        return select && sqlite3_step(select.handle) == SQLITE_ROW
+            ? sqlite3_column_int64(select.handle, 0)
+            : 0;
+    };
+    status.files = count("SELECT count(*) FROM files");
+    status.folders = count("SELECT count(*) FROM folders");
+    std::error_code error;
+    for (auto suffix : { "", "-wal" }) {
+        auto path = m_file;
+        path += suffix;
+        auto size = fs::file_size(path, error);
+        if (!error)
+            status.bytes += size;
+    }
+    if (auto last = metaValue(m_database, "lastUpdate"))
+        status.lastUpdate = parseIsoDate(*last);
+    return status;
+}
+
+} // namespace zeph

@@ -51,6 +51,7 @@ void addWorkflowsCommand(CLI::App& app, Action& action, const GlobalOptions& opt
 void addRunCommand(CLI::App& app, Action& action, const GlobalOptions& options);
 void addFilterScriptCommand(CLI::App& app, Action& action, const GlobalOptions& options);
 void addSearchCommands(CLI::App& app, Action& action, const GlobalOptions& options);
+void addIndexCommands(CLI::App& app, Action& action, const GlobalOptions& options);
 
 // The snippet collections of the data folder, read under its lock; the starter collection when
 // there is no "snippets.json".

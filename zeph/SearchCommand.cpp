@@ -1,5 +1,6 @@
 #include "Clipboard/ClipboardHistory.h"
 #include "CommandLine.h"
+#include "Files/FileSearcher.h"
 #include "Search/AppIndexer.h"
 #include "Search/LauncherResults.h"
 #include "Storage/AppSettings.h"
@@ -30,10 +31,6 @@ void printText(const LauncherResults& results)
             std::printf("  %s\t%s\t%s%s\n", item.title.c_str(), item.subtitle.c_str(),
                 std::string(toString(item.kind)).c_str(), item.isValid ? "" : "\tnot valid");
         }
-    }
-    if (auto& request = results.fileSearch) {
-        std::printf("File search: %s%s, at most %d\n", request->term.c_str(),
-            request->contents ? " (inside files)" : "", request->limit);
     }
 }
 
@@ -80,9 +77,18 @@ int search(const SearchOptions& options, const GlobalOptions& global)
                             .items);
 
     auto results = LauncherResults::build(text, mode, engine);
-    // There is no file index to ask yet: the panel's answer when a search finds no files.
-    if (!mode && results.fileSearch)
-        results = results.mergingFiles({}, engine);
+    // The file search runs here and now, where the panel would wait for it; without an index
+    // (`zeph index` builds it) it finds nothing.
+    if (results.fileSearch) {
+        std::vector<SearchItem> files;
+        auto indexFile = folder / Paths::fileIndexFile;
+        if (std::filesystem::exists(indexFile)) {
+            if (auto index = FileIndex::open(indexFile))
+                files = FileSearcher(**index, engine.home())
+                            .search(*results.fileSearch, settings.search);
+        }
+        results = results.mergingFiles(std::move(files), engine);
+    }
     if (options.json)
         printJSON(toJSON(results));
     else

@@ -41,6 +41,7 @@ int main(int argc, char** argv)
     addRunCommand(app, action, options);
     addFilterScriptCommand(app, action, options);
     addSearchCommands(app, action, options);
+    addIndexCommands(app, action, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {

@@ -340,25 +340,28 @@ std::optional<std::pair<LauncherMode, std::string>> detectMode(std::string_view 
     return std::nullopt;
 }
 
-std::string FileSearchRequest::contentPredicate() const
+std::string wordsPredicate(std::string_view attribute, std::string_view term)
 {
     std::string predicate;
     std::size_t start = 0;
     while (start <= term.size()) {
-        auto end = term.find(' ', start);
-        if (end == std::string::npos)
-            end = term.size();
+        auto end = std::min(term.find(' ', start), term.size());
         if (end > start) {
             if (!predicate.empty())
                 predicate += " && ";
-            predicate += "kMDItemTextContent == \"";
-            predicate += QueryParser::escapeForPredicate(
-                std::string_view(term).substr(start, end - start));
+            predicate += attribute;
+            predicate += " == \"";
+            predicate += QueryParser::escapeForPredicate(term.substr(start, end - start));
             predicate += "*\"cdw";
         }
         start = end + 1;
     }
     return predicate;
+}
+
+std::string FileSearchRequest::contentPredicate() const
+{
+    return wordsPredicate("kMDItemTextContent", term);
 }
 
 SearchItem infoRow(

@@ -48,6 +48,10 @@ struct FileSearchRequest {
     std::string contentPredicate() const;
 };
 
+// Each space-separated word of `term` as a case-, diacritic- and word-insensitive prefix test of
+// `attribute`, the tests joined with " && ".
+std::string wordsPredicate(std::string_view attribute, std::string_view term);
+
 // Everything the panel shows for one keystroke.
 struct LauncherResults {
     std::vector<ResultSection> sections {};

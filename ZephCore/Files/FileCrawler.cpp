@@ -13,17 +13,18 @@ struct DirectoryCloser {
     void operator()(DIR* directory) const { closedir(directory); }
 };
 
-bool isLeftOut(std::string_view name, bool isFolder)
+} // namespace
+
+bool FileCrawler::isLeftOut(std::string_view name, bool isFolder)
 {
     return name.starts_with('.') || name.ends_with(".app")
         || (!isFolder && name.ends_with(".desktop"));
 }
 
-} // namespace
-
-FileCrawler::FileCrawler(Exclusion isExcluded, Visit visit)
+FileCrawler::FileCrawler(Exclusion isExcluded, Visit visit, Enter enter)
     : m_isExcluded(std::move(isExcluded))
     , m_visit(std::move(visit))
+    , m_enter(std::move(enter))
 {
 }
 
@@ -50,6 +51,8 @@ void FileCrawler::walk(std::string& folder, std::uint64_t device)
     if (!directory)
         return;
     ++m_folders;
+    if (m_enter)
+        m_enter(folder.empty() ? std::string("/") : folder);
     int descriptor = dirfd(directory.get());
     std::vector<std::string> subfolders;
     while (auto* entry = readdir(directory.get())) {

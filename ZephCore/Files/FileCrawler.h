@@ -24,8 +24,12 @@ class FileCrawler {
 public:
     using Visit = std::function<void(const CrawledEntry&)>;
     using Exclusion = std::function<bool(std::string_view path)>;
+    using Enter = std::function<void(const std::string& folder)>;
 
-    FileCrawler(Exclusion isExcluded, Visit visit);
+    // `enter` hears each folder before its entries, so that a watcher can watch it.
+    FileCrawler(Exclusion isExcluded, Visit visit, Enter enter = {});
+    // Whether a name is one the crawler never lists.
+    static bool isLeftOut(std::string_view name, bool isFolder);
     // The number of folders entered.
     std::size_t crawl(const std::vector<std::string>& scopes);
 
@@ -34,6 +38,7 @@ private:
 
     Exclusion m_isExcluded;
     Visit m_visit;
+    Enter m_enter;
     std::size_t m_folders = 0;
 };
 

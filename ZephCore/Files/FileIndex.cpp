@@ -5,6 +5,7 @@
 #include "Storage/Paths.h"
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 #include <unordered_map>
 
 namespace zeph {
@@ -14,7 +15,7 @@ namespace fs = std::filesystem;
 namespace {
 
 // Raised when the layout of the tables changes; an index of another version is rebuilt.
-constexpr int schemaVersion = 1;
+constexpr int schemaVersion = 2;
 constexpr std::string_view applicationID = "zeph-file-index";
 
 const char* const schema = R"(
@@ -23,6 +24,8 @@ const char* const schema = R"(
     CREATE TABLE IF NOT EXISTS files (
         id INTEGER PRIMARY KEY, folder INTEGER NOT NULL, name TEXT NOT NULL,
         isFolder INTEGER NOT NULL, modified INTEGER NOT NULL);
+    CREATE INDEX IF NOT EXISTS folderPaths ON folders (path);
+    CREATE INDEX IF NOT EXISTS folderEntries ON files (folder, name);
     CREATE VIRTUAL TABLE IF NOT EXISTS names USING fts5(
         words, content='', detail=none, tokenize='unicode61 remove_diacritics 0');
 )";
@@ -126,6 +129,143 @@ sqlite3* openChecked(const fs::path& file)
     return database;
 }
 
+std::string wordsOf(std::string_view name)
+{
+    std::string words;
+    for (auto& word : indexWords(name)) {
+        words += word;
+        words += ' ';
+    }
+    return words;
+}
+
+// The statements of an update, prepared once for all its rows. A contentless full-text table
+// forgets its rows only when told their words again, and the words follow from the name.
+class IndexWriter {
+public:
+    explicit IndexWriter(sqlite3* database)
+        : m_database(database)
+        , m_insertFolder(database, "INSERT INTO folders (path) VALUES (?1)")
+        , m_findFolder(database, "SELECT id FROM folders WHERE path = ?1")
+        , m_insertFile(database,
+              "INSERT INTO files (folder, name, isFolder, modified) VALUES (?1, ?2, ?3, ?4)")
+        , m_insertWords(database, "INSERT INTO names (rowid, words) VALUES (?1, ?2)")
+        , m_deleteWords(
+              database, "INSERT INTO names (names, rowid, words) VALUES ('delete', ?1, ?2)")
+        , m_findEntry(database, "SELECT id, name FROM files WHERE folder = ?1 AND name = ?2")
+        , m_folderEntries(database, "SELECT id, name FROM files WHERE folder = ?1")
+        , m_deleteFile(database, "DELETE FROM files WHERE id = ?1")
+        , m_subtree(database,
+              "SELECT id FROM folders WHERE path = ?1 OR (path >= ?1 || '/' AND path < ?1 || '0')")
+        , m_deleteFolder(database, "DELETE FROM folders WHERE id = ?1")
+    {
+    }
+
+    bool isPrepared() const
+    {
+        return m_insertFolder && m_findFolder && m_insertFile && m_insertWords && m_deleteWords
+            && m_findEntry && m_folderEntries && m_deleteFile && m_subtree && m_deleteFolder;
+    }
+
+    bool add(const CrawledEntry& entry)
+    {
+        std::string_view folder = entry.folder.empty() ? std::string_view("/") : entry.folder;
+        if (m_folderID == 0 || folder != m_lastFolder) {
+            m_lastFolder = folder;
+            m_folderID = folderID(folder);
+            if (m_folderID == 0)
+                return false;
+        }
+        m_insertFile.bind(1, m_folderID);
+        m_insertFile.bind(2, entry.name);
+        m_insertFile.bind(3, std::int64_t { entry.isFolder });
+        m_insertFile.bind(4, entry.modified);
+        if (!m_insertFile.run())
+            return false;
+        m_insertWords.bind(1, sqlite3_last_insert_rowid(m_database));
+        m_insertWords.bind(2, wordsOf(entry.name));
+        return m_insertWords.run();
+    }
+
+    // The entry at `path` and everything below it.
+    bool remove(std::string_view path)
+    {
+        m_folderID = 0;
+        auto slash = path.rfind('/');
+        if (slash == std::string_view::npos)
+            return true;
+        auto parent = slash == 0 ? std::string_view("/") : path.substr(0, slash);
+        if (auto parentID = existingFolderID(parent)) {
+            m_findEntry.bind(1, parentID);
+            m_findEntry.bind(2, path.substr(slash + 1));
+            if (!removeRows(m_findEntry))
+                return false;
+        }
+        std::vector<std::int64_t> folders;
+        m_subtree.bind(1, path);
+        while (sqlite3_step(m_subtree.handle) == SQLITE_ROW)
+            folders.push_back(sqlite3_column_int64(m_subtree.handle, 0));
+        sqlite3_reset(m_subtree.handle);
+        for (auto folder : folders) {
+            m_folderEntries.bind(1, folder);
+            m_deleteFolder.bind(1, folder);
+            if (!removeRows(m_folderEntries) || !m_deleteFolder.run())
+                return false;
+        }
+        return true;
+    }
+
+private:
+    std::int64_t existingFolderID(std::string_view path)
+    {
+        m_findFolder.bind(1, path);
+        std::int64_t id = sqlite3_step(m_findFolder.handle) == SQLITE_ROW
+            ? sqlite3_column_int64(m_findFolder.handle, 0)
+            : 0;
+        sqlite3_reset(m_findFolder.handle);
+        return id;
+    }
+
+    std::int64_t folderID(std::string_view path)
+    {
+        if (auto id = existingFolderID(path))
+            return id;
+        m_insertFolder.bind(1, path);
+        return m_insertFolder.run() ? sqlite3_last_insert_rowid(m_database) : 0;
+    }
+
+    // Removes the files that `select`, bound already, yields.
+    bool removeRows(Statement& select)
+    {
+        std::vector<std::pair<std::int64_t, std::string>> rows;
+        while (sqlite3_step(select.handle) == SQLITE_ROW)
+            rows.emplace_back(sqlite3_column_int64(select.handle, 0), std::string(select.text(1)));
+        sqlite3_reset(select.handle);
+        for (auto& [id, name] : rows) {
+            m_deleteWords.bind(1, id);
+            m_deleteWords.bind(2, wordsOf(name));
+            m_deleteFile.bind(1, id);
+            if (!m_deleteWords.run() || !m_deleteFile.run())
+                return false;
+        }
+        return true;
+    }
+
+    sqlite3* m_database;
+    Statement m_insertFolder;
+    Statement m_findFolder;
+    Statement m_insertFile;
+    Statement m_insertWords;
+    Statement m_deleteWords;
+    Statement m_findEntry;
+    Statement m_folderEntries;
+    Statement m_deleteFile;
+    Statement m_subtree;
+    Statement m_deleteFolder;
+    std::string m_lastFolder;
+    std::int64_t m_folderID = 0;
+};
+
 } // namespace
 
 Result<std::unique_ptr<FileIndex>> FileIndex::open(const fs::path& file)
@@ -165,58 +305,68 @@ Result<std::int64_t> FileIndex::rebuild(
         return databaseError(m_database, "start an update");
     bool isCleared = execute(m_database,
         "DELETE FROM files; DELETE FROM folders; INSERT INTO names (names) VALUES ('delete-all');");
-    Statement insertFolder(m_database, "INSERT INTO folders (path) VALUES (?1)");
-    Statement insertFile(
-        m_database, "INSERT INTO files (folder, name, isFolder, modified) VALUES (?1, ?2, ?3, ?4)");
-    Statement insertWords(m_database, "INSERT INTO names (rowid, words) VALUES (?1, ?2)");
-    if (!isCleared || !insertFolder || !insertFile || !insertWords) {
+    IndexWriter writer(m_database);
+    if (!isCleared || !writer.isPrepared()) {
         execute(m_database, "ROLLBACK");
         return databaseError(m_database, "prepare the update");
     }
-
     std::int64_t entries = 0;
     bool isWritten = true;
-    std::string lastFolder;
-    std::int64_t folderID = 0;
-    std::string words;
-    FileCrawler crawler(scope.isExcluded, [&](const CrawledEntry& entry) {
-        if (!isWritten)
-            return;
-        // Entries of one folder arrive together, so one look-behind finds the folder's row.
-        if (folderID == 0 || entry.folder != lastFolder) {
-            lastFolder = entry.folder;
-            insertFolder.bind(
-                1, lastFolder.empty() ? std::string_view("/") : std::string_view(lastFolder));
-            isWritten = insertFolder.run();
-            folderID = sqlite3_last_insert_rowid(m_database);
-        }
-        insertFile.bind(1, folderID);
-        insertFile.bind(2, entry.name);
-        insertFile.bind(3, std::int64_t { entry.isFolder });
-        insertFile.bind(4, entry.modified);
-        isWritten = isWritten && insertFile.run();
-        auto fileID = sqlite3_last_insert_rowid(m_database);
-        words.clear();
-        for (auto& word : indexWords(entry.name)) {
-            words += word;
-            words += ' ';
-        }
-        insertWords.bind(1, fileID);
-        insertWords.bind(2, words);
-        isWritten = isWritten && insertWords.run();
-        if (++entries % 10'000 == 0 && progress)
-            progress(entries);
-    });
+    FileCrawler crawler(
+        scope.isExcluded,
+        [&](const CrawledEntry& entry) {
+            isWritten = isWritten && writer.add(entry);
+            if (++entries % 10'000 == 0 && progress)
+                progress(entries);
+        },
+        scope.onEnter);
     crawler.crawl(scope.folders);
+    if (auto error = finish(isWritten, now))
+        return *error;
+    if (progress)
+        progress(entries);
+    return entries;
+}
+
+std::optional<Error> FileIndex::refresh(
+    const std::vector<std::string>& paths, const Scope& scope, Date now)
+{
+    if (!execute(m_database, "BEGIN IMMEDIATE"))
+        return databaseError(m_database, "start an update");
+    IndexWriter writer(m_database);
+    bool isWritten = writer.isPrepared();
+    FileCrawler crawler(
+        scope.isExcluded,
+        [&](const CrawledEntry& entry) { isWritten = isWritten && writer.add(entry); },
+        scope.onEnter);
+    for (auto& path : paths) {
+        isWritten = isWritten && writer.remove(path);
+        auto slash = path.rfind('/');
+        struct stat status { };
+        if (!isWritten || slash == std::string::npos || lstat(path.c_str(), &status) != 0)
+            continue;
+        bool isFolder = S_ISDIR(status.st_mode);
+        std::string_view name = std::string_view(path).substr(slash + 1);
+        if (FileCrawler::isLeftOut(name, isFolder) || (scope.isExcluded && scope.isExcluded(path)))
+            continue;
+        auto folder = std::string_view(path).substr(0, slash);
+        isWritten
+            = writer.add({ folder, name, isFolder, static_cast<std::int64_t>(status.st_mtime) });
+        if (isFolder)
+            crawler.crawl({ path });
+    }
+    return finish(isWritten, now);
+}
+
+std::optional<Error> FileIndex::finish(bool isWritten, Date now)
+{
     if (!isWritten || !setMeta(m_database, "lastUpdate", isoDateText(now))
         || !execute(m_database, "COMMIT")) {
         auto error = databaseError(m_database, "write the update");
         execute(m_database, "ROLLBACK");
         return error;
     }
-    if (progress)
-        progress(entries);
-    return entries;
+    return std::nullopt;
 }
 
 Result<std::vector<IndexedFile>> FileIndex::search(

@@ -38,6 +38,8 @@ public:
     struct Scope {
         std::vector<std::string> folders {}; // Absolute.
         std::function<bool(std::string_view path)> isExcluded {};
+        // Hears each folder as the crawl enters it, so that a watcher can watch it.
+        std::function<void(const std::string& folder)> onEnter {};
     };
 
     // Opens the index, creating it when missing. A file that is damaged or that another program
@@ -52,6 +54,12 @@ public:
     Result<std::int64_t> rebuild(const Scope& scope, Date now,
         const std::function<void(std::int64_t entries)>& progress = {});
 
+    // Brings the entries at `paths` up to date with the disk, in one transaction: each path is
+    // forgotten with everything below it, then indexed again with everything below it if it
+    // still exists.
+    std::optional<Error> refresh(
+        const std::vector<std::string>& paths, const Scope& scope, Date now);
+
     // The entries whose name has a word starting with each word of the term, most recently
     // modified first.
     Result<std::vector<IndexedFile>> search(
@@ -61,6 +69,8 @@ public:
 
 private:
     FileIndex(sqlite3* database, std::filesystem::path file);
+    // Records the moment and commits, or rolls back what `isWritten` says failed.
+    std::optional<Error> finish(bool isWritten, Date now);
 
     sqlite3* m_database;
     std::filesystem::path m_file;

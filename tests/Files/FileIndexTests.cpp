@@ -99,6 +99,40 @@ TEST(FileIndex, FindsNamesByWordPrefixesMostRecentFirst)
     EXPECT_EQ(status.lastUpdate, now);
 }
 
+TEST(FileIndex, RefreshesWhatChangedOnDisk)
+{
+    TemporaryDirectory tree;
+    touch(tree / "root/old name.txt");
+    touch(tree / "root/Archive/inner/deep note.txt");
+    auto index = FileIndex::open(tree / "index.sqlite");
+    ASSERT_TRUE(index);
+    FileIndex::Scope scope { .folders = { (tree / "root").string() },
+        .isExcluded = [](std::string_view) { return false; } };
+    ASSERT_TRUE((*index)->rebuild(scope, now));
+    EXPECT_EQ(
+        names((*index)->search("deep", 10, false)), std::vector<std::string> { "deep note.txt" });
+
+    fs::rename(tree / "root/old name.txt", tree / "root/new name.txt");
+    fs::rename(tree / "root/Archive", tree / "root/Attic");
+    touch(tree / "root/Attic/inner/.hidden note");
+    EXPECT_FALSE((*index)->refresh(
+        { (tree / "root/old name.txt").string(), (tree / "root/new name.txt").string(),
+            (tree / "root/Archive").string(), (tree / "root/Attic").string() },
+        scope, now));
+    EXPECT_EQ(
+        names((*index)->search("name", 10, false)), std::vector<std::string> { "new name.txt" });
+    auto deep = (*index)->search("deep", 10, false);
+    ASSERT_EQ(deep->size(), 1u);
+    EXPECT_EQ(deep->front().path, (tree / "root/Attic/inner/deep note.txt").string());
+    EXPECT_TRUE((*index)->search("archive", 10, true)->empty());
+    EXPECT_TRUE((*index)->search("hidden", 10, true)->empty());
+
+    fs::remove_all(tree / "root/Attic");
+    EXPECT_FALSE((*index)->refresh({ (tree / "root/Attic").string() }, scope, now));
+    EXPECT_TRUE((*index)->search("deep", 10, false)->empty());
+    EXPECT_EQ((*index)->status().files, 1);
+}
+
 TEST(FileIndex, SetsADamagedOrForeignFileAside)
 {
     TemporaryDirectory folder;

@@ -1,9 +1,12 @@
 #include "CommandLine.h"
 #include "Files/FileIndex.h"
 #include "Files/FileSearcher.h"
+#include "Files/FileWatcher.h"
 #include "Storage/AppSettings.h"
 
+#include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <unistd.h>
@@ -14,6 +17,7 @@ namespace {
 
 struct IndexOptions {
     bool rebuild = false;
+    bool watch = false;
     bool progress = false;
     std::optional<std::string> now {};
 };
@@ -24,6 +28,14 @@ struct FilesOptions {
     int limit = 40;
     std::vector<std::string> words {};
 };
+
+// Set by SIGINT and SIGTERM, which end `zeph index --watch` between two batches.
+std::atomic<bool> isStopRequested = false;
+
+extern "C" void requestStop(int)
+{
+    isStopRequested = true;
+}
 
 AppSettings settingsOf(const GlobalOptions& global)
 {
@@ -56,6 +68,16 @@ int buildIndex(const IndexOptions& options, const GlobalOptions& global)
     for (auto& folder : settings.fileScopes)
         scope.folders.push_back(expandingTilde(folder, home));
     scope.isExcluded = [&](std::string_view path) { return settings.isExcluded(path, home); };
+    if (options.watch) {
+        std::signal(SIGINT, requestStop);
+        std::signal(SIGTERM, requestStop);
+        FileWatcher watcher(
+            **index, scope, currentDate, [](const std::string& message) { warn(message); });
+        std::fprintf(stderr, "Watching the file scopes; Ctrl+C ends.\n");
+        if (auto error = watcher.run(isStopRequested))
+            return fail(error->message);
+        return success;
+    }
     auto started = std::chrono::steady_clock::now();
     bool showsProgress = options.progress || isatty(STDERR_FILENO);
     auto progress = [&](std::int64_t entries) {
@@ -127,6 +149,7 @@ void addIndexCommands(CLI::App& app, Action& action, const GlobalOptions& global
         = app.add_subcommand("index", "Build the file index of the file scopes in the settings.");
     auto options = std::make_shared<IndexOptions>();
     index->add_flag("--rebuild", options->rebuild, "Start from an empty index file");
+    index->add_flag("--watch", options->watch, "Index, then keep the index fresh until interrupted");
     index->add_flag(
         "--progress", options->progress, "Report progress on standard error even off a terminal");
     index->add_option("--now", options->now, "The moment recorded as the last update (ISO 8601)");

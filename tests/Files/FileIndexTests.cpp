@@ -1,12 +1,14 @@
 #include "Files/FileIndex.h"
 
 #include "Files/FileCrawler.h"
+#include "Files/FileWatcher.h"
 #include "Files/IndexWords.h"
 #include "Support/TemporaryDirectory.h"
 
 #include <chrono>
 #include <fstream>
 #include <sqlite3.h>
+#include <thread>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -153,6 +155,54 @@ TEST(FileIndex, SetsADamagedOrForeignFileAside)
     auto reopened = FileIndex::open(foreign);
     ASSERT_TRUE(reopened);
     EXPECT_TRUE(fs::exists(folder / "foreign.sqlite.corrupt"));
+}
+
+} // namespace
+
+namespace {
+
+TEST(FileWatcher, SeesCreationsRenamesAndDeletions)
+{
+    TemporaryDirectory tree;
+    touch(tree / "root/first.txt");
+    auto index = FileIndex::open(tree / "index.sqlite");
+    ASSERT_TRUE(index);
+    FileIndex::Scope scope { .folders = { (tree / "root").string() },
+        .isExcluded = [](std::string_view) { return false; } };
+    std::vector<std::string> messages;
+    FileWatcher watcher(
+        **index, scope, [] { return now; },
+        [&](const std::string& message) { messages.push_back(message); });
+    std::atomic<bool> stop = false;
+    std::optional<Error> failure;
+    std::thread running([&] { failure = watcher.run(stop); });
+
+    // A second connection, as the launcher reads while the watcher writes.
+    auto reader = FileIndex::open(tree / "index.sqlite");
+    ASSERT_TRUE(reader);
+    auto eventually = [&](std::string_view term, std::vector<std::string> expected) {
+        for (int step = 0; step < 100; ++step) {
+            if (names((*reader)->search(term, 10, true)) == expected)
+                return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+        return false;
+    };
+    EXPECT_TRUE(eventually("first", { "first.txt" }));
+    touch(tree / "root/new folder/second.txt");
+    EXPECT_TRUE(eventually("second", { "second.txt" }));
+    touch(tree / "root/new folder/third.txt");
+    EXPECT_TRUE(eventually("third", { "third.txt" }));
+    fs::rename(tree / "root/first.txt", tree / "root/renamed.txt");
+    EXPECT_TRUE(eventually("renamed", { "renamed.txt" }));
+    EXPECT_TRUE(eventually("first", {}));
+    fs::remove_all(tree / "root/new folder");
+    EXPECT_TRUE(eventually("second", {}));
+
+    stop = true;
+    running.join();
+    EXPECT_FALSE(failure);
+    EXPECT_TRUE(messages.empty());
 }
 
 } // namespace

@@ -27,7 +27,7 @@ const char* const schema = R"(
     CREATE INDEX IF NOT EXISTS folderPaths ON folders (path);
     CREATE INDEX IF NOT EXISTS folderEntries ON files (folder, name);
     CREATE VIRTUAL TABLE IF NOT EXISTS names USING fts5(
-        words, content='', detail=none, tokenize='unicode61 remove_diacritics 0');
+        words, content='', detail=none, prefix='1 2', tokenize='unicode61 remove_diacritics 0');
 )";
 
 struct Statement {
@@ -143,12 +143,18 @@ std::string wordsOf(std::string_view name)
 // forgets its rows only when told their words again, and the words follow from the name.
 class IndexWriter {
 public:
-    explicit IndexWriter(sqlite3* database)
+    // A staging writer puts the entries of a crawl into the temporary table "crawl" without their
+    // words, for a rebuild to order them.
+    explicit IndexWriter(sqlite3* database, bool isStaging = false)
         : m_database(database)
+        , m_isStaging(isStaging)
         , m_insertFolder(database, "INSERT INTO folders (path) VALUES (?1)")
         , m_findFolder(database, "SELECT id FROM folders WHERE path = ?1")
         , m_insertFile(database,
-              "INSERT INTO files (folder, name, isFolder, modified) VALUES (?1, ?2, ?3, ?4)")
+              isStaging
+                  ? "INSERT INTO temp.crawl (folder, name, isFolder, modified) VALUES (?1, ?2, ?3, "
+                    "?4)"
+                  : "INSERT INTO files (folder, name, isFolder, modified) VALUES (?1, ?2, ?3, ?4)")
         , m_insertWords(database, "INSERT INTO names (rowid, words) VALUES (?1, ?2)")
         , m_deleteWords(
               database, "INSERT INTO names (names, rowid, words) VALUES ('delete', ?1, ?2)")
@@ -182,8 +188,13 @@ public:
         m_insertFile.bind(4, entry.modified);
         if (!m_insertFile.run())
             return false;
-        m_insertWords.bind(1, sqlite3_last_insert_rowid(m_database));
-        m_insertWords.bind(2, wordsOf(entry.name));
+        return m_isStaging || addWords(sqlite3_last_insert_rowid(m_database), entry.name);
+    }
+
+    bool addWords(std::int64_t id, std::string_view name)
+    {
+        m_insertWords.bind(1, id);
+        m_insertWords.bind(2, wordsOf(name));
         return m_insertWords.run();
     }
 
@@ -252,6 +263,7 @@ private:
     }
 
     sqlite3* m_database;
+    bool m_isStaging;
     Statement m_insertFolder;
     Statement m_findFolder;
     Statement m_insertFile;
@@ -304,9 +316,13 @@ Result<std::int64_t> FileIndex::rebuild(
     if (!execute(m_database, "BEGIN IMMEDIATE"))
         return databaseError(m_database, "start an update");
     bool isCleared = execute(m_database,
-        "DELETE FROM files; DELETE FROM folders; INSERT INTO names (names) VALUES ('delete-all');");
-    IndexWriter writer(m_database);
-    if (!isCleared || !writer.isPrepared()) {
+        "DELETE FROM files; DELETE FROM folders; INSERT INTO names (names) VALUES ('delete-all');"
+        "DROP TABLE IF EXISTS temp.crawl;"
+        "CREATE TEMP TABLE crawl (folder INTEGER, name TEXT, isFolder INTEGER, modified INTEGER);");
+    std::optional<IndexWriter> writer;
+    if (isCleared)
+        writer.emplace(m_database, true);
+    if (!isCleared || !writer->isPrepared()) {
         execute(m_database, "ROLLBACK");
         return databaseError(m_database, "prepare the update");
     }
@@ -315,12 +331,26 @@ Result<std::int64_t> FileIndex::rebuild(
     FileCrawler crawler(
         scope.isExcluded,
         [&](const CrawledEntry& entry) {
-            isWritten = isWritten && writer.add(entry);
+            isWritten = isWritten && writer->add(entry);
             if (++entries % 10'000 == 0 && progress)
                 progress(entries);
         },
         scope.onEnter);
     crawler.crawl(scope.folders);
+
+    // Row ids in order of modification, and entries added later above them, so that the newest
+    // matches are the full-text table's last rows and a query keeps the first it meets backwards.
+    isWritten = isWritten
+        && execute(m_database,
+            "INSERT INTO files (folder, name, isFolder, modified) "
+            "SELECT folder, name, isFolder, modified FROM temp.crawl ORDER BY modified, rowid;"
+            "DROP TABLE temp.crawl;");
+    IndexWriter words(m_database);
+    Statement rows(m_database, "SELECT id, name FROM files ORDER BY id");
+    isWritten = isWritten && words.isPrepared() && rows;
+    while (isWritten && sqlite3_step(rows.handle) == SQLITE_ROW)
+        isWritten = words.addWords(sqlite3_column_int64(rows.handle, 0), rows.text(1));
+    writer.reset();
     if (auto error = finish(isWritten, now))
         return *error;
     if (progress)
@@ -380,7 +410,7 @@ Result<std::vector<IndexedFile>> FileIndex::search(
         "SELECT folders.path, files.name, files.isFolder, files.modified FROM names "
         "JOIN files ON files.id = names.rowid JOIN folders ON folders.id = files.folder "
         "WHERE names MATCH ?1 AND (?2 OR files.isFolder = 0) "
-        "ORDER BY files.modified DESC, files.id LIMIT ?3");
+        "ORDER BY names.rowid DESC LIMIT ?3");
     if (!select)
         return databaseError(m_database, "prepare the query");
     select.bind(1, expression);

@@ -60,8 +60,8 @@ public:
     std::optional<Error> refresh(
         const std::vector<std::string>& paths, const Scope& scope, Date now);
 
-    // The entries whose name has a word starting with each word of the term, most recently
-    // modified first.
+    // The entries whose name has a word starting with each word of the term, newest first: by
+    // modification time as of the last rebuild, and entries that changed since before them.
     Result<std::vector<IndexedFile>> search(
         std::string_view term, int limit, bool includeFolders) const;
 

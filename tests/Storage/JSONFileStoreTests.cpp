@@ -339,12 +339,13 @@ TEST(JSONFileStore, ThreadsSharingAStoreTakeTurns)
 TEST(JSONFileStore, AKillAtAnyMomentLeavesTheOldOrTheNewDocument)
 {
     TemporaryDirectory folder;
-    // Two versions of very different sizes, so that a torn or half-written file passes for neither.
-    auto small = historyOf(3, "small"), large = historyOf(1000, "large");
-    auto smallBytes = encoded(small), largeBytes = encoded(large);
-    Store("clipboard.json", folder.path()).save(small);
+    // Two versions of one size and different text: a torn or half-written file equals neither.
+    // Their saves take as long, so the kills land in either about as often, however slow the build.
+    auto old = historyOf(1000, "older"), newer = historyOf(1000, "newer");
+    auto oldBytes = encoded(old), newBytes = encoded(newer);
+    Store("clipboard.json", folder.path()).save(old);
     std::mt19937 random(20261113);
-    int sawLarge = 0;
+    int sawNew = 0;
     for (int round = 0; round < 30; ++round) {
         // The child says when its first save is done, so that every kill lands inside the loop of
         // saves however slow the build (sanitizers) makes them.
@@ -355,10 +356,10 @@ TEST(JSONFileStore, AKillAtAnyMomentLeavesTheOldOrTheNewDocument)
         if (child == 0) {
             close(ready[0]);
             Store store("clipboard.json", folder.path());
-            store.save(large);
+            store.save(newer);
             (void)!write(ready[1], "x", 1);
-            for (bool isLarge = false;; isLarge = !isLarge)
-                store.save(isLarge ? large : small);
+            for (bool isNew = false;; isNew = !isNew)
+                store.save(isNew ? newer : old);
         }
         close(ready[1]);
         char byte = 0;
@@ -368,11 +369,11 @@ TEST(JSONFileStore, AKillAtAnyMomentLeavesTheOldOrTheNewDocument)
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
         auto bytes = readFile(folder / "clipboard.json");
-        ASSERT_TRUE(bytes == smallBytes || bytes == largeBytes)
+        ASSERT_TRUE(bytes == oldBytes || bytes == newBytes)
             << "round " << round << ": " << bytes.size() << " bytes";
-        sawLarge += bytes == largeBytes;
+        sawNew += bytes == newBytes;
     }
-    EXPECT_GT(sawLarge, 0);
+    EXPECT_GT(sawNew, 0);
 }
 
 TEST(JSONFileStore, EightProcessesChangingTheHistoryAtOnceLoseNoEntry)

@@ -15,9 +15,12 @@ namespace fs = std::filesystem;
 namespace {
 
 // Raised when the layout of the tables changes; an index of another version is rebuilt.
-constexpr int schemaVersion = 2;
+constexpr int schemaVersion = 3;
 constexpr std::string_view applicationID = "zeph-file-index";
 
+// The words arrive folded and split by indexWords, letters and digits only; the ascii tokenizer
+// keeps every non-ASCII character inside its word, so each of our words is exactly one token,
+// whatever Unicode version SQLite's own tables know.
 const char* const schema = R"(
     CREATE TABLE IF NOT EXISTS meta (key TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
     CREATE TABLE IF NOT EXISTS folders (id INTEGER PRIMARY KEY, path TEXT NOT NULL);
@@ -27,7 +30,7 @@ const char* const schema = R"(
     CREATE INDEX IF NOT EXISTS folderPaths ON folders (path);
     CREATE INDEX IF NOT EXISTS folderEntries ON files (folder, name);
     CREATE VIRTUAL TABLE IF NOT EXISTS names USING fts5(
-        words, content='', detail=none, prefix='1 2', tokenize='unicode61 remove_diacritics 0');
+        words, content='', detail=none, prefix='1 2', tokenize='ascii');
 )";
 
 struct Statement {

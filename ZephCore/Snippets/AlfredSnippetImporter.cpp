@@ -120,7 +120,8 @@ std::optional<Snippet> snippet(std::string_view bytes)
             Json::read(fields, "dontautoexpand", dontAutoExpand),
         }))
         return std::nullopt;
-    return Snippet { .id = uid ? *uid : makeUUID(),
+    // An empty uid names nothing: the snippet gets an id of its own, as without one.
+    return Snippet { .id = uid && !uid->empty() ? *uid : makeUUID(),
         .name = name  ? *name
             : keyword ? *keyword
                       : "Snippet",

@@ -6,7 +6,6 @@
 #include "Support/UUID.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <limits>
 #include <memory>
 
@@ -23,11 +22,14 @@ std::string plistString(plist_t dictionary, const char* key)
     auto* node = plist_dict_get_item(dictionary, key);
     if (!node || plist_get_node_type(node) != PLIST_STRING)
         return {};
-    char* value = nullptr;
-    plist_get_string_val(node, &value);
-    std::string result = value ? sanitizedUTF8(value) : std::string();
-    std::free(value);
-    return result;
+    // Not plist_get_string_val: it asserts, and so aborts the process, on a string that holds a
+    // NUL byte, which a crafted binary plist can.
+    std::uint64_t length = 0;
+    auto* value = plist_get_string_ptr(node, &length);
+    if (!value)
+        return {};
+    std::string_view text(value, static_cast<std::size_t>(length));
+    return sanitizedUTF8(text.substr(0, text.find('\0')));
 }
 
 // A regular file's bytes, or nothing; a link counts as what it points to.

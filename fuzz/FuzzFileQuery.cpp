@@ -1,5 +1,8 @@
-// Arbitrary typed terms through the file index's query: no term can break the query text, and
-// every term's words are found again in a name made of them.
+// Arbitrary text through the file index's query: as a typed term, its predicate reads back with
+// the term's words, no word can break the full-text query, and a name made of the words is found;
+// as a predicate, it reads or is refused, never worse.
+#include "Files/FileQuery.h"
+#include "Files/FileSearcher.h"
 #include "Files/IndexWords.h"
 #include "Support/Text.h"
 #include "Support/Verify.h"
@@ -24,18 +27,10 @@ sqlite3* database()
     return opened;
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+// Whether the expression finds a row of these words; it must always be a valid query.
+bool finds(const std::string& words, const std::string& expression)
 {
-    std::string term(reinterpret_cast<const char*>(data), size);
-    auto expression = zeph::nameMatchExpression(term);
-    if (expression.empty())
-        return 0;
     auto* db = database();
-    std::string words;
-    for (auto& word : zeph::indexWords(zeph::sanitizedUTF8(term)))
-        words += word + " ";
     sqlite3_exec(db, "DELETE FROM names; INSERT INTO names(names) VALUES('delete-all')", nullptr,
         nullptr, nullptr);
     sqlite3_stmt* insert = nullptr;
@@ -45,14 +40,49 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     sqlite3_bind_text(insert, 1, words.c_str(), -1, SQLITE_TRANSIENT);
     zeph::verify(sqlite3_step(insert) == SQLITE_DONE);
     sqlite3_finalize(insert);
-
     sqlite3_stmt* select = nullptr;
     zeph::verify(
         sqlite3_prepare_v2(db, "SELECT rowid FROM names WHERE names MATCH ?1", -1, &select, nullptr)
         == SQLITE_OK);
     sqlite3_bind_text(select, 1, expression.c_str(), -1, SQLITE_TRANSIENT);
-    // The query must be valid, and the name made of the term's own words must match it.
-    zeph::verify(sqlite3_step(select) == SQLITE_ROW);
+    int code = sqlite3_step(select);
     sqlite3_finalize(select);
+    zeph::verify(code == SQLITE_ROW || code == SQLITE_DONE);
+    return code == SQLITE_ROW;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    std::string text(reinterpret_cast<const char*>(data), size);
+    if (auto query = zeph::FileQuery::parse(text)) {
+        auto expression = zeph::matchExpression(query->words);
+        if (!expression.empty())
+            finds("", expression);
+    }
+
+    auto term = zeph::sanitizedUTF8(text);
+    zeph::SearchSettings settings;
+    auto predicate = zeph::FileSearcher::predicate({ .term = term, .limit = 40 }, settings);
+    std::vector<std::string> pieces;
+    for (std::size_t start = 0; start <= term.size();) {
+        auto end = std::min(term.find(' ', start), term.size());
+        if (end > start)
+            pieces.push_back(term.substr(start, end - start));
+        start = end + 1;
+    }
+    auto query = zeph::FileQuery::parse(predicate);
+    zeph::verify(query.has_value() == !pieces.empty());
+    if (!query)
+        return 0;
+    zeph::verify(query->words == pieces);
+    auto expression = zeph::matchExpression(query->words);
+    if (expression.empty())
+        return 0;
+    std::string words;
+    for (auto& piece : pieces)
+        zeph::appendIndexWords(piece, words);
+    zeph::verify(finds(words, expression));
     return 0;
 }

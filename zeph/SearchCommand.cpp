@@ -84,8 +84,8 @@ int search(const SearchOptions& options, const GlobalOptions& global)
         auto indexFile = folder / Paths::fileIndexFile;
         if (std::filesystem::exists(indexFile)) {
             if (auto index = FileIndex::open(indexFile))
-                files = FileSearcher(**index, engine.home())
-                            .search(*results.fileSearch, settings.search);
+                files = FileSearcher::search(
+                    **index, *results.fileSearch, settings.search, engine.home());
         }
         results = results.mergingFiles(std::move(files), engine);
     }

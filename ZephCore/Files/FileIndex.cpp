@@ -2,11 +2,21 @@
 
 #include "Files/FileCrawler.h"
 #include "Files/IndexWords.h"
+#include "Files/IndexWriter.h"
+#include "Files/RecentlyUsed.h"
 #include "Storage/Paths.h"
+#include "Support/Verify.h"
 
-#include <sqlite3.h>
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <deque>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace zeph {
 
@@ -15,81 +25,64 @@ namespace fs = std::filesystem;
 namespace {
 
 // Raised when the layout of the tables changes; an index of another version is rebuilt.
-constexpr int schemaVersion = 3;
+constexpr int schemaVersion = 4;
 constexpr std::string_view applicationID = "zeph-file-index";
 
-// The words arrive folded and split by indexWords, letters and digits only; the ascii tokenizer
-// keeps every non-ASCII character inside its word, so each of our words is exactly one token,
-// whatever Unicode version SQLite's own tables know.
+// Ids are never used twice: a contentless full-text table keeps what it was never told to forget
+// under the old id. The words arrive folded and split by appendIndexWords, letters and digits only;
+// the ascii tokenizer keeps every non-ASCII character inside its word, so each of our words is
+// exactly one token, whatever Unicode version SQLite's own tables know.
 const char* const schema = R"(
     CREATE TABLE IF NOT EXISTS meta (key TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
     CREATE TABLE IF NOT EXISTS folders (id INTEGER PRIMARY KEY, path TEXT NOT NULL);
     CREATE TABLE IF NOT EXISTS files (
         id INTEGER PRIMARY KEY, folder INTEGER NOT NULL, name TEXT NOT NULL,
-        isFolder INTEGER NOT NULL, modified INTEGER NOT NULL);
+        types INTEGER NOT NULL, modified INTEGER NOT NULL);
     CREATE INDEX IF NOT EXISTS folderPaths ON folders (path);
     CREATE INDEX IF NOT EXISTS folderEntries ON files (folder, name);
     CREATE VIRTUAL TABLE IF NOT EXISTS names USING fts5(
         words, content='', detail=none, prefix='1 2', tokenize='ascii');
+    CREATE TABLE IF NOT EXISTS texts (
+        id INTEGER PRIMARY KEY AUTOINCREMENT, file INTEGER NOT NULL UNIQUE);
+    CREATE VIRTUAL TABLE IF NOT EXISTS contents USING fts5(
+        words, content='', detail=none, prefix='2', tokenize='ascii');
 )";
 
-struct Statement {
-    sqlite3_stmt* handle = nullptr;
-    Statement(sqlite3* database, const char* text)
-    {
-        sqlite3_prepare_v2(database, text, -1, &handle, nullptr);
-    }
-    ~Statement() { sqlite3_finalize(handle); }
-    Statement(const Statement&) = delete;
-    Statement& operator=(const Statement&) = delete;
-    explicit operator bool() const { return handle != nullptr; }
-    void bind(int index, std::string_view text)
-    {
-        sqlite3_bind_text(
-            handle, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
-    }
-    void bind(int index, std::int64_t value) { sqlite3_bind_int64(handle, index, value); }
-    // One step of a statement that returns no rows, then ready for the next bindings.
-    bool run()
-    {
-        int code = sqlite3_step(handle);
-        sqlite3_reset(handle);
-        return code == SQLITE_DONE;
-    }
-    std::string_view text(int column) const
-    {
-        auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(handle, column));
-        return bytes ? std::string_view(
-                   bytes, static_cast<std::size_t>(sqlite3_column_bytes(handle, column)))
-                     : std::string_view();
-    }
-};
-
-Error databaseError(sqlite3* database, std::string_view doing)
-{
-    return Error { "The file index could not " + std::string(doing) + ": "
-        + sqlite3_errmsg(database) + "." };
-}
-
-bool execute(sqlite3* database, const char* text)
-{
-    return sqlite3_exec(database, text, nullptr, nullptr, nullptr) == SQLITE_OK;
-}
+// How much the full-text tables gather in memory before writing a segment, while the whole index
+// is built and the rest of the time: fewer, larger segments need fewer merges.
+constexpr const char* buildingHashSize
+    = "INSERT INTO names (names, rank) VALUES ('hashsize', 4194304)";
+constexpr const char* usualHashSize
+    = "INSERT INTO names (names, rank) VALUES ('hashsize', 1048576)";
+// Pages kept in memory while building, in KiB; the usual cache is 2 MiB.
+constexpr const char* buildingCache = "PRAGMA cache_size = -8192";
+constexpr const char* usualCache = "PRAGMA cache_size = -2000";
+// A transaction of the content phase reads at most this many files or bytes, so that the launcher's
+// searches and the watcher's changes never wait long.
+constexpr std::size_t textsPerBatch = 256;
+constexpr std::int64_t bytesPerBatch = 8 << 20;
+constexpr std::int64_t reportEvery = 10'000;
 
 std::optional<std::string> metaValue(sqlite3* database, std::string_view key)
 {
-    Statement select(database, "SELECT value FROM meta WHERE key = ?1");
+    SQLiteStatement select(database, "SELECT value FROM meta WHERE key = ?1");
     if (!select)
         return std::nullopt;
     select.bind(1, key);
-    if (sqlite3_step(select.handle) != SQLITE_ROW)
+    if (!select.step())
         return std::nullopt;
     return std::string(select.text(0));
 }
 
+std::int64_t metaNumber(sqlite3* database, std::string_view key)
+{
+    auto value = metaValue(database, key);
+    return value ? std::strtoll(value->c_str(), nullptr, 10) : 0;
+}
+
 bool setMeta(sqlite3* database, std::string_view key, std::string_view value)
 {
-    Statement upsert(database, "INSERT OR REPLACE INTO meta (key, value) VALUES (?1, ?2)");
+    SQLiteStatement upsert(database, "INSERT OR REPLACE INTO meta (key, value) VALUES (?1, ?2)");
     if (!upsert)
         return false;
     upsert.bind(1, key);
@@ -97,209 +90,210 @@ bool setMeta(sqlite3* database, std::string_view key, std::string_view value)
     return upsert.run();
 }
 
-// Opens and checks one file: a database, ours, and of this version. (Reading the whole index to
-// prove it sound would cost more than the query it serves; SQLite reports damage when it meets it.)
-sqlite3* openChecked(const fs::path& file)
+// The journal mode after asking for `mode`; a database that others have open stays in WAL.
+std::string journalMode(sqlite3* database, const char* mode)
 {
-    sqlite3* database = nullptr;
+    SQLiteStatement pragma(database, (std::string("PRAGMA journal_mode = ") + mode).c_str());
+    return pragma && pragma.step() ? std::string(pragma.text(0)) : std::string();
+}
+
+enum class Soundness { sound, unsound, busy };
+
+// Opens and checks one file: a database, ours, of this version, and not left half built. (Reading
+// the whole index to prove it sound would cost more than the query it serves; SQLite reports damage
+// when it meets it.)
+Soundness openChecked(const fs::path& file, sqlite3*& database)
+{
+    database = nullptr;
     if (sqlite3_open_v2(file.c_str(), &database,
             SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr)
         != SQLITE_OK) {
         sqlite3_close(database);
-        return nullptr;
+        database = nullptr;
+        return Soundness::unsound;
     }
     sqlite3_busy_timeout(database, 5000);
-    bool isSound = execute(database, "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;")
-        && execute(database, schema);
+    sqlite3_extended_result_codes(database, 1);
+    bool isSound = execute(database, "PRAGMA synchronous = NORMAL")
+        && journalMode(database, "WAL") == "wal" && execute(database, schema);
     if (isSound) {
         auto owner = metaValue(database, "application");
-        auto version = metaValue(database, "schemaVersion");
         if (!owner) {
             // A fresh file: nothing but our own empty tables in it.
-            Statement count(database, "SELECT count(*) FROM files");
-            isSound = count && sqlite3_step(count.handle) == SQLITE_ROW
-                && sqlite3_column_int64(count.handle, 0) == 0
+            SQLiteStatement count(database, "SELECT count(*) FROM files");
+            isSound = count && count.step() && count.integer(0) == 0
                 && setMeta(database, "application", applicationID)
-                && setMeta(database, "schemaVersion", std::to_string(schemaVersion));
+                && setMeta(database, "schemaVersion", std::to_string(schemaVersion))
+                && setMeta(database, "complete", "1");
         } else {
-            isSound = owner == applicationID && version == std::to_string(schemaVersion);
+            isSound = owner == applicationID
+                && metaValue(database, "schemaVersion") == std::to_string(schemaVersion)
+                && metaValue(database, "complete") == "1";
         }
     }
+    auto code = sqlite3_errcode(database);
     if (!isSound) {
         sqlite3_close(database);
-        return nullptr;
+        database = nullptr;
+        if (code == SQLITE_BUSY || code == SQLITE_LOCKED)
+            return Soundness::busy;
+        return Soundness::unsound;
     }
-    return database;
+    return Soundness::sound;
 }
 
-std::string wordsOf(std::string_view name)
+// Listing folders is mostly the kernel's work on each entry; it scales with the cores.
+int crawlThreads()
 {
-    std::string words;
-    for (auto& word : indexWords(name)) {
-        words += word;
-        words += ' ';
-    }
-    return words;
+    return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1u, 4u));
 }
 
-// The statements of an update, prepared once for all its rows. A contentless full-text table
-// forgets its rows only when told their words again, and the words follow from the name.
-class IndexWriter {
+// What a crawl found, kept compactly until it can be written in the order of use: names in blocks
+// that never move, entries of 16 bytes in a deque that never copies them to grow. Times are
+// seconds in 32 bits (up to 2106; earlier and later ones are clamped), as in the index itself.
+class CrawlStage {
 public:
-    // A staging writer puts the entries of a crawl into the temporary table "crawl" without their
-    // words, for a rebuild to order them.
-    explicit IndexWriter(sqlite3* database, bool isStaging = false)
-        : m_database(database)
-        , m_isStaging(isStaging)
-        , m_insertFolder(database, "INSERT INTO folders (path) VALUES (?1)")
-        , m_findFolder(database, "SELECT id FROM folders WHERE path = ?1")
-        , m_insertFile(database,
-              isStaging
-                  ? "INSERT INTO temp.crawl (folder, name, isFolder, modified) VALUES (?1, ?2, ?3, "
-                    "?4)"
-                  : "INSERT INTO files (folder, name, isFolder, modified) VALUES (?1, ?2, ?3, ?4)")
-        , m_insertWords(database, "INSERT INTO names (rowid, words) VALUES (?1, ?2)")
-        , m_deleteWords(
-              database, "INSERT INTO names (names, rowid, words) VALUES ('delete', ?1, ?2)")
-        , m_findEntry(database, "SELECT id, name FROM files WHERE folder = ?1 AND name = ?2")
-        , m_folderEntries(database, "SELECT id, name FROM files WHERE folder = ?1")
-        , m_deleteFile(database, "DELETE FROM files WHERE id = ?1")
-        , m_subtree(database,
-              "SELECT id FROM folders WHERE path = ?1 OR (path >= ?1 || '/' AND path < ?1 || '0')")
-        , m_deleteFolder(database, "DELETE FROM folders WHERE id = ?1")
-    {
-    }
+    struct Entry {
+        std::uint32_t used = 0; // The order of the index.
+        std::uint32_t folder = 0;
+        std::uint32_t name = 0; // Offset of the name, ended by a NUL, in the blocks.
+        ContentTypes::Bits types = 0;
+    };
 
-    bool isPrepared() const
+    void add(std::int64_t folder, std::string_view name, ContentTypes::Bits types,
+        std::int64_t modified, std::int64_t used)
     {
-        return m_insertFolder && m_findFolder && m_insertFile && m_insertWords && m_deleteWords
-            && m_findEntry && m_folderEntries && m_deleteFile && m_subtree && m_deleteFolder;
-    }
-
-    bool add(const CrawledEntry& entry)
-    {
-        std::string_view folder = entry.folder.empty() ? std::string_view("/") : entry.folder;
-        if (m_folderID == 0 || folder != m_lastFolder) {
-            m_lastFolder = folder;
-            m_folderID = folderID(folder);
-            if (m_folderID == 0)
-                return false;
+        verify(folder > 0 && folder <= std::numeric_limits<std::uint32_t>::max());
+        if (m_blocks.empty() || m_filled + name.size() + 1 > blockSize) {
+            m_blocks.push_back(std::make_unique<char[]>(blockSize));
+            m_filled = 0;
         }
-        m_insertFile.bind(1, m_folderID);
-        m_insertFile.bind(2, entry.name);
-        m_insertFile.bind(3, std::int64_t { entry.isFolder });
-        m_insertFile.bind(4, entry.modified);
-        if (!m_insertFile.run())
-            return false;
-        return m_isStaging || addWords(sqlite3_last_insert_rowid(m_database), entry.name);
+        auto offset = (m_blocks.size() - 1) * blockSize + m_filled;
+        verify(offset <= std::numeric_limits<std::uint32_t>::max());
+        std::memcpy(m_blocks.back().get() + m_filled, name.data(), name.size());
+        m_blocks.back()[m_filled + name.size()] = '\0';
+        m_filled += name.size() + 1;
+        m_entries.push_back({ .used = static_cast<std::uint32_t>(indexTime(used)),
+            .folder = static_cast<std::uint32_t>(folder),
+            .name = static_cast<std::uint32_t>(offset),
+            .types = types });
+        // Only what the recently used list names has a moment of use apart from its change.
+        if (indexTime(modified) != indexTime(used))
+            m_modified.emplace(static_cast<std::uint32_t>(offset),
+                static_cast<std::uint32_t>(indexTime(modified)));
     }
 
-    bool addWords(std::int64_t id, std::string_view name)
+    // Oldest first; entries used at the same second in the order the crawl met them.
+    std::deque<Entry>& sorted()
     {
-        m_insertWords.bind(1, id);
-        m_insertWords.bind(2, wordsOf(name));
-        return m_insertWords.run();
+        std::sort(m_entries.begin(), m_entries.end(), [](const Entry& left, const Entry& right) {
+            return left.used != right.used ? left.used < right.used : left.name < right.name;
+        });
+        return m_entries;
     }
 
-    // The entry at `path` and everything below it.
-    bool remove(std::string_view path)
+    const char* name(const Entry& entry) const
     {
-        m_folderID = 0;
-        auto slash = path.rfind('/');
-        if (slash == std::string_view::npos)
-            return true;
-        auto parent = slash == 0 ? std::string_view("/") : path.substr(0, slash);
-        if (auto parentID = existingFolderID(parent)) {
-            m_findEntry.bind(1, parentID);
-            m_findEntry.bind(2, path.substr(slash + 1));
-            if (!removeRows(m_findEntry))
-                return false;
-        }
-        std::vector<std::int64_t> folders;
-        m_subtree.bind(1, path);
-        while (sqlite3_step(m_subtree.handle) == SQLITE_ROW)
-            folders.push_back(sqlite3_column_int64(m_subtree.handle, 0));
-        sqlite3_reset(m_subtree.handle);
-        for (auto folder : folders) {
-            m_folderEntries.bind(1, folder);
-            m_deleteFolder.bind(1, folder);
-            if (!removeRows(m_folderEntries) || !m_deleteFolder.run())
-                return false;
-        }
-        return true;
+        return m_blocks[entry.name / blockSize].get() + entry.name % blockSize;
     }
+
+    std::int64_t modified(const Entry& entry) const
+    {
+        auto found = m_modified.find(entry.name);
+        return found == m_modified.end() ? entry.used : found->second;
+    }
+
+    std::size_t size() const { return m_entries.size(); }
 
 private:
-    std::int64_t existingFolderID(std::string_view path)
-    {
-        m_findFolder.bind(1, path);
-        std::int64_t id = sqlite3_step(m_findFolder.handle) == SQLITE_ROW
-            ? sqlite3_column_int64(m_findFolder.handle, 0)
-            : 0;
-        sqlite3_reset(m_findFolder.handle);
-        return id;
-    }
-
-    std::int64_t folderID(std::string_view path)
-    {
-        if (auto id = existingFolderID(path))
-            return id;
-        m_insertFolder.bind(1, path);
-        return m_insertFolder.run() ? sqlite3_last_insert_rowid(m_database) : 0;
-    }
-
-    // Removes the files that `select`, bound already, yields.
-    bool removeRows(Statement& select)
-    {
-        std::vector<std::pair<std::int64_t, std::string>> rows;
-        while (sqlite3_step(select.handle) == SQLITE_ROW)
-            rows.emplace_back(sqlite3_column_int64(select.handle, 0), std::string(select.text(1)));
-        sqlite3_reset(select.handle);
-        for (auto& [id, name] : rows) {
-            m_deleteWords.bind(1, id);
-            m_deleteWords.bind(2, wordsOf(name));
-            m_deleteFile.bind(1, id);
-            if (!m_deleteWords.run() || !m_deleteFile.run())
-                return false;
-        }
-        return true;
-    }
-
-    sqlite3* m_database;
-    bool m_isStaging;
-    Statement m_insertFolder;
-    Statement m_findFolder;
-    Statement m_insertFile;
-    Statement m_insertWords;
-    Statement m_deleteWords;
-    Statement m_findEntry;
-    Statement m_folderEntries;
-    Statement m_deleteFile;
-    Statement m_subtree;
-    Statement m_deleteFolder;
-    std::string m_lastFolder;
-    std::int64_t m_folderID = 0;
+    // Names are at most 255 bytes, so one always fits a block.
+    static constexpr std::size_t blockSize = 1 << 20;
+    std::vector<std::unique_ptr<char[]>> m_blocks;
+    std::size_t m_filled = 0;
+    std::deque<Entry> m_entries;
+    std::unordered_map<std::uint32_t, std::uint32_t> m_modified;
 };
+
+// The moment of use of the entries that the recently used list names, found by folder first so
+// that the crawl asks only in the few folders that hold such entries.
+class RecentUse {
+public:
+    explicit RecentUse(const fs::path& file)
+        : m_used(file.empty() ? RecentlyUsed() : readRecentlyUsed(file))
+    {
+        for (auto& [path, moment] : m_used) {
+            auto slash = path.rfind('/');
+            if (slash != std::string::npos)
+                m_folders.insert(path.substr(0, slash));
+        }
+    }
+
+    // When the entry `name` of `folder` was last used, or its modification time.
+    std::int64_t of(std::string_view folder, std::string_view name, std::int64_t modified)
+    {
+        if (!m_folders.contains(std::string(folder)))
+            return modified;
+        m_path.assign(folder);
+        m_path += '/';
+        m_path += name;
+        auto found = m_used.find(m_path);
+        return found == m_used.end() ? modified : found->second;
+    }
+
+    std::int64_t latest() const
+    {
+        std::int64_t latest = 0;
+        for (auto& [path, moment] : m_used)
+            latest = std::max(latest, moment);
+        return latest;
+    }
+
+    const RecentlyUsed& entries() const { return m_used; }
+
+private:
+    RecentlyUsed m_used;
+    std::unordered_set<std::string> m_folders;
+    std::string m_path;
+};
+
+std::string_view folderOf(const CrawledEntry& entry)
+{
+    return entry.folder.empty() ? std::string_view("/") : entry.folder;
+}
+
+std::string joinedPath(std::string_view folder, std::string_view name)
+{
+    std::string path(folder == "/" ? std::string_view() : folder);
+    path += '/';
+    path += name;
+    return path;
+}
 
 } // namespace
 
 Result<std::unique_ptr<FileIndex>> FileIndex::open(const fs::path& file)
 {
-    if (auto* database = openChecked(file))
-        return std::unique_ptr<FileIndex>(new FileIndex(database, file));
-    // Damaged, foreign or of another version: keep it for a look, and start afresh.
-    std::error_code error;
-    auto aside = file;
-    aside += Paths::corruptExtension;
-    fs::rename(file, aside, error);
-    for (auto suffix : { "-wal", "-shm" }) {
-        auto companion = file;
-        companion += suffix;
-        fs::remove(companion, error);
+    sqlite3* database = nullptr;
+    auto soundness = openChecked(file, database);
+    if (soundness == Soundness::busy)
+        return Error { "The file index " + file.string()
+            + " is being built by another process; try again when it is done." };
+    if (soundness == Soundness::unsound) {
+        // Damaged, unfinished, foreign or of another version: keep it for a look, start afresh.
+        std::error_code error;
+        auto aside = file;
+        aside += Paths::corruptExtension;
+        fs::rename(file, aside, error);
+        for (auto suffix : { "-wal", "-shm" }) {
+            auto companion = file;
+            companion += suffix;
+            fs::remove(companion, error);
+        }
+        soundness = openChecked(file, database);
     }
-    if (auto* database = openChecked(file))
-        return std::unique_ptr<FileIndex>(new FileIndex(database, file));
-    return Error { "The file index " + file.string() + " cannot be opened or created." };
+    if (soundness != Soundness::sound)
+        return Error { "The file index " + file.string() + " cannot be opened or created." };
+    return std::unique_ptr<FileIndex>(new FileIndex(database, file));
 }
 
 FileIndex::FileIndex(sqlite3* database, fs::path file)
@@ -313,52 +307,281 @@ FileIndex::~FileIndex()
     sqlite3_close(m_database);
 }
 
-Result<std::int64_t> FileIndex::rebuild(
-    const Scope& scope, Date now, const std::function<void(std::int64_t entries)>& progress)
+std::int64_t FileIndex::count(const char* query) const
 {
-    if (!execute(m_database, "BEGIN IMMEDIATE"))
-        return databaseError(m_database, "start an update");
-    bool isCleared = execute(m_database,
-        "DELETE FROM files; DELETE FROM folders; INSERT INTO names (names) VALUES ('delete-all');"
-        "DROP TABLE IF EXISTS temp.crawl;"
-        "CREATE TEMP TABLE crawl (folder INTEGER, name TEXT, isFolder INTEGER, modified INTEGER);");
+    SQLiteStatement select(m_database, query);
+    return select && select.step() ? select.integer(0) : 0;
+}
+
+Result<std::int64_t> FileIndex::update(
+    const Scope& scope, Date now, const ProgressReport& progress, const std::atomic<bool>* stop)
+{
+    bool isEmpty = count("SELECT EXISTS (SELECT 1 FROM files)") == 0;
+    auto entries = isEmpty ? build(scope, now, progress) : compare(scope, now, progress);
+    if (!entries)
+        return entries;
+    if (auto error = followRecentlyUsed(scope, now))
+        return *error;
+    if (auto error = indexContents(scope, now, progress, stop))
+        return *error;
+    return entries;
+}
+
+Result<std::int64_t> FileIndex::build(const Scope& scope, Date now, const ProgressReport& progress)
+{
+    // Alone with the file, the build goes without a journal, under a lock that keeps every reader
+    // out, and the file is marked unfinished until the end: a crash midway leaves an index that the
+    // next open sets aside. With readers about, it is one transaction in the write-ahead log.
+    execute(m_database, "PRAGMA locking_mode = EXCLUSIVE");
+    bool isJournalOff = journalMode(m_database, "OFF") == "off";
+    if (!isJournalOff)
+        execute(m_database, "PRAGMA locking_mode = NORMAL");
+    else if (!setMeta(m_database, "complete", "0"))
+        return databaseError(m_database, "start building");
+    if (!execute(m_database, "BEGIN EXCLUSIVE"))
+        return databaseError(m_database, "start building");
     std::optional<IndexWriter> writer;
-    if (isCleared)
-        writer.emplace(m_database, true);
-    if (!isCleared || !writer->isPrepared()) {
-        execute(m_database, "ROLLBACK");
-        return databaseError(m_database, "prepare the update");
-    }
-    std::int64_t entries = 0;
-    bool isWritten = true;
+    bool isWritten
+        = execute(m_database,
+              "DELETE FROM folders; DELETE FROM texts; DROP INDEX IF EXISTS folderEntries;"
+              "INSERT INTO names (names) VALUES ('delete-all');"
+              "INSERT INTO contents (contents) VALUES ('delete-all');")
+        && execute(m_database, buildingHashSize) && execute(m_database, buildingCache);
+    if (isWritten)
+        writer.emplace(m_database);
+    isWritten = isWritten && writer->isPrepared();
+
+    RecentUse recentUse(scope.recentlyUsed);
+    auto stage = std::make_unique<CrawlStage>();
+    Progress seen;
+    std::int64_t folder = 0;
     FileCrawler crawler(
         scope.isExcluded,
         [&](const CrawledEntry& entry) {
-            isWritten = isWritten && writer->add(entry);
-            if (++entries % 10'000 == 0 && progress)
-                progress(entries);
+            stage->add(folder, entry.name, entry.types, entry.modified,
+                recentUse.of(folderOf(entry), entry.name, entry.modified));
+            if (++seen.entries % reportEvery == 0 && progress)
+                progress(seen);
         },
-        scope.onEnter);
+        [&](const std::string& path) {
+            ++seen.folders;
+            folder = isWritten ? writer->folderID(path) : 0;
+            isWritten = folder != 0;
+            if (scope.onEnter)
+                scope.onEnter(path);
+        },
+        crawlThreads());
     crawler.crawl(scope.folders);
 
-    // Row ids in order of modification, and entries added later above them, so that the newest
-    // matches are the full-text table's last rows and a query keeps the first it meets backwards.
-    isWritten = isWritten
-        && execute(m_database,
-            "INSERT INTO files (folder, name, isFolder, modified) "
-            "SELECT folder, name, isFolder, modified FROM temp.crawl ORDER BY modified, rowid;"
-            "DROP TABLE temp.crawl;");
-    IndexWriter words(m_database);
-    Statement rows(m_database, "SELECT id, name FROM files ORDER BY id");
-    isWritten = isWritten && words.isPrepared() && rows;
-    while (isWritten && sqlite3_step(rows.handle) == SQLITE_ROW)
-        isWritten = words.addWords(sqlite3_column_int64(rows.handle, 0), rows.text(1));
+    // Row ids in the order of use, so that the newest matches are the full-text table's last rows
+    // and a query keeps the first it meets going backwards.
+    std::int64_t id = 0;
+    for (auto& entry : stage->sorted()) {
+        if (!isWritten)
+            break;
+        isWritten = writer->add(
+                        entry.folder, stage->name(entry), entry.types, stage->modified(entry), ++id)
+            != 0;
+    }
     writer.reset();
+    stage.reset(); // Its memory goes to the index's sort.
+    isWritten = isWritten
+        && execute(m_database, "CREATE INDEX folderEntries ON files (folder, name)")
+        && execute(m_database, usualHashSize)
+        && setMeta(m_database, "recentlyUsedUntil", std::to_string(recentUse.latest()));
+    execute(m_database, usualCache);
+    if (auto error = finish(isWritten, now))
+        return *error;
+    // Written after every page of the build, so that a crash cannot leave the mark without them.
+    if (isJournalOff
+        && (!setMeta(m_database, "complete", "1")
+            || !execute(m_database, "PRAGMA locking_mode = NORMAL")
+            || journalMode(m_database, "WAL") != "wal"))
+        return databaseError(m_database, "finish building");
+    if (progress)
+        progress(seen);
+    return id;
+}
+
+Result<std::int64_t> FileIndex::compare(
+    const Scope& scope, Date now, const ProgressReport& progress)
+{
+    if (!execute(m_database, "BEGIN IMMEDIATE"))
+        return databaseError(m_database, "start an update");
+    IndexWriter writer(m_database);
+    SQLiteStatement stored(m_database, "SELECT id, name, modified FROM files WHERE folder = ?1");
+    bool isWritten = writer.isPrepared() && stored;
+
+    struct Known {
+        std::int64_t id = 0;
+        std::int64_t modified = 0;
+        bool isSeen = false;
+    };
+    std::unordered_map<std::string, Known> known; // The current folder's entries in the index.
+    std::unordered_set<std::int64_t> entered;
+    RecentUse recentUse(scope.recentlyUsed);
+    CrawlStage additions;
+    Progress seen;
+    std::int64_t folder = 0;
+    auto forgetUnseen = [&] {
+        for (auto& [name, entry] : known) {
+            if (!entry.isSeen)
+                isWritten = isWritten && writer.remove(entry.id, name);
+        }
+        known.clear();
+    };
+    FileCrawler crawler(
+        scope.isExcluded,
+        [&](const CrawledEntry& entry) {
+            auto found = known.find(std::string(entry.name));
+            if (found != known.end()) {
+                found->second.isSeen = true;
+                if (found->second.modified == indexTime(entry.modified))
+                    return;
+                isWritten = isWritten && writer.remove(found->second.id, found->first);
+            }
+            additions.add(folder, entry.name, entry.types, entry.modified,
+                recentUse.of(folderOf(entry), entry.name, entry.modified));
+            if (++seen.entries % reportEvery == 0 && progress)
+                progress(seen);
+        },
+        [&](const std::string& path) {
+            forgetUnseen();
+            ++seen.folders;
+            folder = isWritten ? writer.folderID(path) : 0;
+            isWritten = folder != 0;
+            entered.insert(folder);
+            stored.bind(1, folder);
+            while (isWritten && stored.step())
+                known[std::string(stored.text(1))] = { stored.integer(0), stored.integer(2) };
+            stored.reset();
+            if (scope.onEnter)
+                scope.onEnter(path);
+        },
+        crawlThreads());
+    crawler.crawl(scope.folders);
+    forgetUnseen();
+
+    // Folders the crawl no longer enters: gone, excluded, or out of every scope.
+    std::vector<std::int64_t> gone;
+    SQLiteStatement folders(m_database, "SELECT id FROM folders");
+    while (isWritten && folders.step()) {
+        if (!entered.contains(folders.integer(0)))
+            gone.push_back(folders.integer(0));
+    }
+    folders.reset();
+    for (auto id : gone)
+        isWritten = isWritten && writer.removeFolder(id);
+
+    for (auto& entry : additions.sorted()) {
+        if (!isWritten)
+            break;
+        isWritten = writer.add(
+                        entry.folder, additions.name(entry), entry.types, additions.modified(entry))
+            != 0;
+    }
     if (auto error = finish(isWritten, now))
         return *error;
     if (progress)
-        progress(entries);
-    return entries;
+        progress(seen);
+    return count("SELECT count(*) FROM files");
+}
+
+std::optional<Error> FileIndex::followRecentlyUsed(const Scope& scope, Date now)
+{
+    if (scope.recentlyUsed.empty())
+        return std::nullopt;
+    auto until = metaNumber(m_database, "recentlyUsedUntil");
+    RecentUse recentUse(scope.recentlyUsed);
+    std::vector<std::pair<std::int64_t, std::string>> used;
+    for (auto& [path, moment] : recentUse.entries()) {
+        if (moment > until)
+            used.emplace_back(moment, path);
+    }
+    if (used.empty())
+        return std::nullopt;
+    std::sort(used.begin(), used.end());
+    std::vector<std::string> paths;
+    for (auto& [moment, path] : used)
+        paths.push_back(std::move(path));
+    if (!execute(m_database, "BEGIN IMMEDIATE"))
+        return databaseError(m_database, "start an update");
+    IndexWriter writer(m_database);
+    bool isWritten = writer.isPrepared();
+    for (auto& path : paths)
+        isWritten = isWritten && writer.renumber(path);
+    isWritten
+        = isWritten && setMeta(m_database, "recentlyUsedUntil", std::to_string(used.back().first));
+    return finish(isWritten, now);
+}
+
+std::optional<Error> FileIndex::indexContents(
+    const Scope& scope, Date now, const ProgressReport& progress, const std::atomic<bool>* stop)
+{
+    auto stale = metaNumber(m_database, "staleTexts");
+    auto read = count("SELECT count(*) FROM texts");
+    // Forgotten texts stay in the contents table; once they outnumber the live ones, start over.
+    bool isCleared = !scope.indexesContents || (stale > 1000 && stale > read);
+    if (isCleared && (read > 0 || stale > 0)) {
+        if (!execute(m_database, "BEGIN IMMEDIATE"))
+            return databaseError(m_database, "start an update");
+        bool isWritten = execute(m_database,
+                             "DELETE FROM texts; INSERT INTO contents (contents) VALUES "
+                             "('delete-all');")
+            && setMeta(m_database, "staleTexts", "0");
+        if (auto error = finish(isWritten, now))
+            return error;
+    }
+    if (!scope.indexesContents)
+        return std::nullopt;
+
+    std::vector<std::int64_t> unread;
+    SQLiteStatement select(m_database,
+        "SELECT id FROM files WHERE (types & ?1) != 0 "
+        "AND NOT EXISTS (SELECT 1 FROM texts WHERE texts.file = files.id) ORDER BY id");
+    if (!select)
+        return databaseError(m_database, "find the text files");
+    select.bind(1, std::int64_t { ContentTypes::text() });
+    while (select.step())
+        unread.push_back(select.integer(0));
+    if (!select.isDone())
+        return databaseError(m_database, "find the text files");
+    select.reset();
+
+    Progress done { .phase = Progress::Phase::contents,
+        .textsToRead = static_cast<std::int64_t>(unread.size()) };
+    SQLiteStatement pathOf(m_database,
+        "SELECT folders.path, files.name FROM files JOIN folders ON folders.id = files.folder "
+        "WHERE files.id = ?1");
+    for (std::size_t start = 0; start < unread.size();) {
+        if (stop && *stop)
+            break;
+        if (!execute(m_database, "BEGIN IMMEDIATE"))
+            return databaseError(m_database, "start an update");
+        IndexWriter writer(m_database);
+        bool isWritten = writer.isPrepared() && pathOf;
+        std::int64_t bytes = 0;
+        auto end = std::min(unread.size(), start + textsPerBatch);
+        for (; isWritten && start < end && bytes < bytesPerBatch; ++start) {
+            pathOf.bind(1, unread[start]);
+            if (!pathOf.step()) {
+                pathOf.reset();
+                continue; // Gone since: a watcher's refresh took it.
+            }
+            auto path = joinedPath(pathOf.text(0), pathOf.text(1));
+            pathOf.reset();
+            struct stat status { };
+            if (stat(path.c_str(), &status) == 0)
+                bytes += status.st_size;
+            isWritten = writer.addText(unread[start], path);
+            ++done.textsRead;
+        }
+        if (auto error = finish(isWritten, now))
+            return error;
+        if (progress)
+            progress(done);
+    }
+    return std::nullopt;
 }
 
 std::optional<Error> FileIndex::refresh(
@@ -367,27 +590,43 @@ std::optional<Error> FileIndex::refresh(
     if (!execute(m_database, "BEGIN IMMEDIATE"))
         return databaseError(m_database, "start an update");
     IndexWriter writer(m_database);
+    ContentTypes types;
     bool isWritten = writer.isPrepared();
+    std::vector<std::pair<std::int64_t, std::string>> texts;
+    auto add = [&](std::string_view folder, std::string_view name, ContentTypes::Bits bits,
+                   std::int64_t modified) {
+        auto folderID = isWritten ? writer.folderID(folder) : 0;
+        auto id = folderID == 0 ? 0 : writer.add(folderID, name, bits, modified);
+        isWritten = id != 0;
+        if (scope.indexesContents && (bits & ContentTypes::text()) != 0)
+            texts.emplace_back(id, joinedPath(folder, name));
+    };
     FileCrawler crawler(
         scope.isExcluded,
-        [&](const CrawledEntry& entry) { isWritten = isWritten && writer.add(entry); },
+        [&](const CrawledEntry& entry) {
+            add(folderOf(entry), entry.name, entry.types, entry.modified);
+        },
         scope.onEnter);
     for (auto& path : paths) {
-        isWritten = isWritten && writer.remove(path);
+        isWritten = isWritten && writer.removeTree(path);
         auto slash = path.rfind('/');
         struct stat status { };
         if (!isWritten || slash == std::string::npos || lstat(path.c_str(), &status) != 0)
             continue;
         bool isFolder = S_ISDIR(status.st_mode);
-        std::string_view name = std::string_view(path).substr(slash + 1);
+        std::string name = path.substr(slash + 1);
         if (FileCrawler::isLeftOut(name, isFolder) || (scope.isExcluded && scope.isExcluded(path)))
             continue;
-        auto folder = std::string_view(path).substr(0, slash);
-        isWritten
-            = writer.add({ folder, name, isFolder, static_cast<std::int64_t>(status.st_mtime) });
+        auto folder = slash == 0 ? std::string("/") : path.substr(0, slash);
+        int folderDescriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        add(folder, name, types.ofEntry(folderDescriptor, name.c_str(), status), status.st_mtime);
+        if (folderDescriptor >= 0)
+            close(folderDescriptor);
         if (isFolder)
             crawler.crawl({ path });
     }
+    for (auto& [id, path] : texts)
+        isWritten = isWritten && writer.addText(id, path);
     return finish(isWritten, now);
 }
 
@@ -402,48 +641,67 @@ std::optional<Error> FileIndex::finish(bool isWritten, Date now)
     return std::nullopt;
 }
 
-Result<std::vector<IndexedFile>> FileIndex::search(
-    std::string_view term, int limit, bool includeFolders) const
+Result<std::vector<IndexedFile>> FileIndex::search(std::string_view predicate, int limit) const
+{
+    auto query = FileQuery::parse(predicate);
+    if (!query)
+        return query.error();
+    return search(*query, limit);
+}
+
+Result<std::vector<IndexedFile>> FileIndex::search(const FileQuery& query, int limit) const
 {
     std::vector<IndexedFile> found;
-    auto expression = nameMatchExpression(term);
-    if (expression.empty() || limit <= 0)
+    auto expression = matchExpression(query.words);
+    if (expression.empty() || limit <= 0 || (query.types && *query.types == 0))
         return found;
-    Statement select(m_database,
-        "SELECT folders.path, files.name, files.isFolder, files.modified FROM names "
-        "JOIN files ON files.id = names.rowid JOIN folders ON folders.id = files.folder "
-        "WHERE names MATCH ?1 AND (?2 OR files.isFolder = 0) "
-        "ORDER BY names.rowid DESC LIMIT ?3");
+    bool isName = query.field == FileQuery::Field::name;
+    SQLiteStatement select(m_database,
+        isName ? "SELECT folders.path, files.name, files.types, files.modified FROM names "
+                 "JOIN files ON files.id = names.rowid JOIN folders ON folders.id = files.folder "
+                 "WHERE names MATCH ?1 AND (?2 < 0 OR (files.types & ?2) != 0) "
+                 "AND (files.types & ?3) = 0 ORDER BY names.rowid DESC LIMIT ?4"
+               : "SELECT folders.path, files.name, files.types, files.modified FROM contents "
+                 "JOIN texts ON texts.id = contents.rowid JOIN files ON files.id = texts.file "
+                 "JOIN folders ON folders.id = files.folder "
+                 "WHERE contents MATCH ?1 ORDER BY contents.rowid DESC LIMIT ?4");
     if (!select)
         return databaseError(m_database, "prepare the query");
     select.bind(1, expression);
-    select.bind(2, std::int64_t { includeFolders });
-    select.bind(3, std::int64_t { limit });
-    int code = 0;
-    while ((code = sqlite3_step(select.handle)) == SQLITE_ROW) {
-        auto folder = select.text(0);
-        IndexedFile file { .name = std::string(select.text(1)),
-            .isFolder = sqlite3_column_int64(select.handle, 2) != 0,
-            .modified = sqlite3_column_int64(select.handle, 3) };
-        file.path = (folder == "/" ? std::string() : std::string(folder)) + "/" + file.name;
+    select.bind(2, query.types ? std::int64_t { *query.types } : std::int64_t { -1 });
+    select.bind(3, std::int64_t { query.excludesFolders ? ContentTypes::folder() : 0 });
+    select.bind(4, std::int64_t { limit });
+    while (select.step()) {
+        auto types = static_cast<ContentTypes::Bits>(select.integer(2));
+        IndexedFile file { .path = joinedPath(select.text(0), select.text(1)),
+            .name = std::string(select.text(1)),
+            .isFolder = (types & ContentTypes::folder()) != 0,
+            .types = types,
+            .modified = select.integer(3) };
         found.push_back(std::move(file));
     }
-    if (code != SQLITE_DONE)
+    if (!select.isDone())
         return databaseError(m_database, "answer the query");
     return found;
+}
+
+void FileIndex::interrupt() const
+{
+    sqlite3_interrupt(m_database);
+}
+
+void FileIndex::recordWatching(std::int64_t watched, std::int64_t unwatched)
+{
+    setMeta(m_database, "watchedFolders", std::to_string(watched));
+    setMeta(m_database, "unwatchedFolders", std::to_string(unwatched));
 }
 
 FileIndex::Status FileIndex::status() const
 {
     Status status;
-    auto count = [&](const char* text) {
-        Statement select(m_database, text);
-        return select && sqlite3_step(select.handle) == SQLITE_ROW
-            ? sqlite3_column_int64(select.handle, 0)
-            : 0;
-    };
     status.files = count("SELECT count(*) FROM files");
     status.folders = count("SELECT count(*) FROM folders");
+    status.texts = count("SELECT count(*) FROM texts");
     std::error_code error;
     for (auto suffix : { "", "-wal" }) {
         auto path = m_file;
@@ -454,6 +712,10 @@ FileIndex::Status FileIndex::status() const
     }
     if (auto last = metaValue(m_database, "lastUpdate"))
         status.lastUpdate = parseIsoDate(*last);
+    if (metaValue(m_database, "watchedFolders")) {
+        status.watchedFolders = metaNumber(m_database, "watchedFolders");
+        status.unwatchedFolders = metaNumber(m_database, "unwatchedFolders");
+    }
     return status;
 }
 

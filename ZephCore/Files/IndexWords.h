@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,12 +10,18 @@ namespace zeph {
 // The words under which the file index keeps a name, folded as the matcher folds (case and
 // diacritics gone), split where the matcher sees words start and at anything that is neither a
 // letter nor a digit, followed by the whole name's letters and digits run together, so that
-// "FileCheck" is found by "check", by "file" and by "filech".
-std::vector<std::string> indexWords(std::string_view name);
+// "FileCheck" is found by "check", by "file" and by "filech". Each word is appended to `words`
+// with a space after it.
+void appendIndexWords(std::string_view name, std::string& words);
 
-// The index's full-text query for a typed term: each word of the term must begin a word of the
-// name. Every word is quoted for the query language, so no term can break the query; nothing when
-// the term has no word to look for.
-std::string nameMatchExpression(std::string_view term);
+// The words under which the file index keeps a text file's contents: each distinct folded word
+// once, at most `longestWord` bytes of it, separated by spaces.
+std::string contentWords(std::string_view text);
+inline constexpr std::size_t longestWord = 64;
+
+// The index's full-text query for typed words: each must begin a word of the name or text. Every
+// word is quoted for the query language, so no word can break the query; nothing when there is no
+// letter or digit to look for.
+std::string matchExpression(std::span<const std::string> words);
 
 } // namespace zeph

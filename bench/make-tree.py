@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Makes a file tree from a list of paths, one a line, under ROOT: a path that is the parent of
-another becomes a folder, every other path an empty file. Modification times are spread over a
-year in a reproducible order, so that recency ordering has work to do.
+another becomes a folder, every other path an empty file. The files are hard links to a pool of
+1,024 files whose modification times spread over a year, so that recency ordering has work to do;
+a new inode costs far more than a name on some file systems, and a million of them would make the
+tree slow to set up.
 
     bench/make-tree.py PATHS ROOT
 """
@@ -20,16 +22,23 @@ for path in paths:
 os.makedirs(root, exist_ok=True)
 for folder in sorted(folders):
     os.makedirs(root + folder, exist_ok=True)
+
+pool = root + ".inodes"
+os.makedirs(pool, exist_ok=True)
 year = 365 * 24 * 3600
 base = 1_700_000_000
+sources = []
+for number in range(1024):
+    source = f"{pool}/{number}"
+    if not os.path.exists(source):
+        open(source, "x").close()
+    moment = base + (number * 7919) % year
+    os.utime(source, (moment, moment))
+    sources.append(source)
 for number, path in enumerate(paths):
     if path in folders:
         continue
-    target = root + path
     try:
-        with open(target, "x"):
-            pass
+        os.link(sources[(number * 31) % len(sources)], root + path)
     except (FileExistsError, IsADirectoryError, NotADirectoryError):
         continue
-    moment = base + (number * 7919) % year
-    os.utime(target, (moment, moment))

@@ -19,7 +19,7 @@ sqlite3* database()
         zeph::verify(sqlite3_open(":memory:", &made) == SQLITE_OK);
         zeph::verify(sqlite3_exec(made,
                          "CREATE VIRTUAL TABLE names USING fts5(words, content='', detail=none, "
-                         "prefix='1 2', tokenize='ascii')",
+                         "prefix='1 2 3', tokenize='ascii')",
                          nullptr, nullptr, nullptr)
             == SQLITE_OK);
         return made;

@@ -25,7 +25,7 @@ namespace fs = std::filesystem;
 namespace {
 
 // Raised when the layout of the tables changes; an index of another version is rebuilt.
-constexpr int schemaVersion = 4;
+constexpr int schemaVersion = 5;
 constexpr std::string_view applicationID = "zeph-file-index";
 
 // Ids are never used twice: a contentless full-text table keeps what it was never told to forget
@@ -41,7 +41,7 @@ const char* const schema = R"(
     CREATE INDEX IF NOT EXISTS folderPaths ON folders (path);
     CREATE INDEX IF NOT EXISTS folderEntries ON files (folder, name);
     CREATE VIRTUAL TABLE IF NOT EXISTS names USING fts5(
-        words, content='', detail=none, prefix='1 2', tokenize='ascii');
+        words, content='', detail=none, prefix='1 2 3', tokenize='ascii');
     CREATE TABLE IF NOT EXISTS texts (
         id INTEGER PRIMARY KEY AUTOINCREMENT, file INTEGER NOT NULL UNIQUE);
     CREATE VIRTUAL TABLE IF NOT EXISTS contents USING fts5(
@@ -51,11 +51,11 @@ const char* const schema = R"(
 // How much the full-text tables gather in memory before writing a segment, while the whole index
 // is built and the rest of the time: fewer, larger segments need fewer merges.
 constexpr const char* buildingHashSize
-    = "INSERT INTO names (names, rank) VALUES ('hashsize', 4194304)";
+    = "INSERT INTO names (names, rank) VALUES ('hashsize', 3145728)";
 constexpr const char* usualHashSize
     = "INSERT INTO names (names, rank) VALUES ('hashsize', 1048576)";
 // Pages kept in memory while building, in KiB; the usual cache is 2 MiB.
-constexpr const char* buildingCache = "PRAGMA cache_size = -8192";
+constexpr const char* buildingCache = "PRAGMA cache_size = -4096";
 constexpr const char* usualCache = "PRAGMA cache_size = -2000";
 // A transaction of the content phase reads at most this many files or bytes, so that the launcher's
 // searches and the watcher's changes never wait long.
@@ -570,10 +570,9 @@ std::optional<Error> FileIndex::indexContents(
             }
             auto path = joinedPath(pathOf.text(0), pathOf.text(1));
             pathOf.reset();
-            struct stat status { };
-            if (stat(path.c_str(), &status) == 0)
-                bytes += status.st_size;
-            isWritten = writer.addText(unread[start], path);
+            auto bytesRead = writer.addText(unread[start], path);
+            isWritten = bytesRead.has_value();
+            bytes += static_cast<std::int64_t>(bytesRead.value_or(0));
             ++done.textsRead;
         }
         if (auto error = finish(isWritten, now))
@@ -626,7 +625,7 @@ std::optional<Error> FileIndex::refresh(
             crawler.crawl({ path });
     }
     for (auto& [id, path] : texts)
-        isWritten = isWritten && writer.addText(id, path);
+        isWritten = isWritten && writer.addText(id, path).has_value();
     return finish(isWritten, now);
 }
 

@@ -228,20 +228,20 @@ bool IndexWriter::renumber(std::string_view path)
     return m_deleteWords.run() && m_insertWords.run() && m_moveText.run() && m_deleteFile.run();
 }
 
-bool IndexWriter::addText(std::int64_t file, const std::string& path)
+std::optional<std::size_t> IndexWriter::addText(std::int64_t file, const std::string& path)
 {
     m_insertText.bind(1, file);
     if (!m_insertText.run())
-        return false;
+        return std::nullopt;
     auto text = readText(path);
     if (!text)
-        return true;
+        return 0;
     auto words = contentWords(*text);
     if (words.empty())
-        return true;
+        return text->size();
     m_insertContents.bind(1, sqlite3_last_insert_rowid(m_database));
     m_insertContents.bind(2, words);
-    return m_insertContents.run();
+    return m_insertContents.run() ? std::optional(text->size()) : std::nullopt;
 }
 
 } // namespace zeph

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,8 +44,8 @@ public:
     // Gives the entry at `path`, if the index holds it, the next id, keeping its text.
     bool renumber(std::string_view path);
     // Reads the text file `path` into the contents table under `file`; a file that holds no text
-    // is remembered as read.
-    bool addText(std::int64_t file, const std::string& path);
+    // is remembered as read. The number of bytes read, or nothing when the index cannot be written.
+    std::optional<std::size_t> addText(std::int64_t file, const std::string& path);
 
 private:
     // The words of a name as the full-text table takes them, in a buffer reused for every row.

@@ -44,8 +44,8 @@ Subscription subscribeToChanges(Observable<Value>& observable, Derived derive, A
 
 } // namespace
 
-AppModel::AppModel(std::filesystem::path dataFolder, MainLoop& loop,
-    FolderWatching& folderWatching, std::string home, const FileNavigator::FileManager& fileManager)
+AppModel::AppModel(std::filesystem::path dataFolder, MainLoop& loop, FolderWatching& folderWatching,
+    std::string home, const FileNavigator::FileManager& fileManager)
     : m_dataFolder(std::move(dataFolder))
     , m_loop(loop)
     , m_settingsStore(std::string(Paths::settingsFile), m_dataFolder)
@@ -74,19 +74,19 @@ AppModel::AppModel(std::filesystem::path dataFolder, MainLoop& loop,
 {
     auto& settings = m_settings.get();
     m_engine = std::make_unique<SearchEngine>(
-        settings.search, m_knowledge, [&loop] { return loop.now(); }, std::move(home),
-        fileManager);
+        settings.search, m_knowledge, [&loop] { return loop.now(); }, std::move(home), fileManager);
     m_engine->learningEnabled = settings.learningEnabled;
     m_engine->snippetKeyword = settings.snippets.launcherKeyword;
     m_engine->setWorkflows(m_workflows.get());
     m_engine->setSnippets(m_snippetCollections.get());
     m_engine->setClipboard(m_clipboardHistory.get().items);
     subscribe();
-    m_folderWatch = folderWatching.watch(
-        m_dataFolder, [this] { m_loop.post([this, alive = std::weak_ptr(m_reloadGeneration)] {
+    m_folderWatch = folderWatching.watch(m_dataFolder, [this] {
+        m_loop.post([this, alive = std::weak_ptr(m_reloadGeneration)] {
             if (alive.lock())
                 scheduleReload();
-        }); });
+        });
+    });
     m_knowledgeTimer.start(knowledgeInterval, [this] { saveKnowledge(); });
 }
 
@@ -130,8 +130,8 @@ void AppModel::subscribe()
         later(m_saveThemes, documentSaveDelay, [this](const ThemeLibrary& themes) {
             m_writes.add([this, themes] { m_themeStore.save(themes); });
         })));
-    m_subscriptions.push_back(m_snippetCollections.subscribe(
-        [this](const std::vector<SnippetCollection>& collections) {
+    m_subscriptions.push_back(
+        m_snippetCollections.subscribe([this](const std::vector<SnippetCollection>& collections) {
             m_engine->setSnippets(collections);
         }));
     m_subscriptions.push_back(m_snippetCollections.subscribe(later(m_saveSnippets,
@@ -180,11 +180,12 @@ void AppModel::reload()
     auto generation = ++*m_reloadGeneration;
     std::weak_ptr<int> alive = m_reloadGeneration;
     m_loop.runInBackground([this, &loop = m_loop, generation, alive, folder = m_dataFolder] {
-        auto workflows = peekDocument<std::vector<Workflow>>(folder, std::string(Paths::workflowsFile));
+        auto workflows
+            = peekDocument<std::vector<Workflow>>(folder, std::string(Paths::workflowsFile));
         auto snippets = peekDocument<std::vector<SnippetCollection>>(
             folder, std::string(Paths::snippetsFile));
         loop.post([this, generation, alive, workflows = std::move(workflows),
-                        snippets = std::move(snippets)]() mutable {
+                      snippets = std::move(snippets)]() mutable {
             auto current = alive.lock();
             if (!current || *current != generation)
                 return;

@@ -35,7 +35,10 @@ public:
 
     Observable<AppSettings>& settings() { return m_settings; }
     Observable<ThemeLibrary>& customThemes() { return m_customThemes; }
-    Observable<std::vector<SnippetCollection>>& snippetCollections() { return m_snippetCollections; }
+    Observable<std::vector<SnippetCollection>>& snippetCollections()
+    {
+        return m_snippetCollections;
+    }
     Observable<std::vector<Workflow>>& workflows() { return m_workflows; }
     Observable<ClipboardHistory>& clipboardHistory() { return m_clipboardHistory; }
     Observable<bool>& accessibilityTrusted() { return m_accessibilityTrusted; }
@@ -63,8 +66,7 @@ private:
     void saveKnowledge();
     void scheduleReload();
     void reload();
-    template <typename Document>
-    void saveLocked(JSONFileStore<Document>& store, Document value);
+    template <typename Document> void saveLocked(JSONFileStore<Document>& store, Document value);
 
     std::filesystem::path m_dataFolder;
     MainLoop& m_loop;

@@ -28,7 +28,7 @@ std::string readFile(const fs::path& path)
 template <typename Document> void writeDocument(const fs::path& folder, const Document& value)
 {
     auto name = std::is_same_v<Document, std::vector<Workflow>> ? Paths::workflowsFile
-                                                                  : Paths::snippetsFile;
+                                                                : Paths::snippetsFile;
     std::ofstream(folder / name) << *Json::documentText(DocumentCoding<Document>::encode(value));
 }
 
@@ -71,8 +71,8 @@ TEST_F(ModelFixture, LoadsEveryDocumentAndWritesNothingAtStart)
         std::vector<SnippetCollection> { SnippetCollection::starter() });
     EXPECT_EQ(watching.watched, folder.path());
     settle(60s);
-    for (auto name : { Paths::themesFile, Paths::snippetsFile, Paths::knowledgeFile,
-             Paths::clipboardFile })
+    for (auto name :
+        { Paths::themesFile, Paths::snippetsFile, Paths::knowledgeFile, Paths::clipboardFile })
         EXPECT_FALSE(fs::exists(file(name))) << name;
 }
 
@@ -148,7 +148,9 @@ TEST_F(ModelFixture, WritesWorkflowsOnlyUnderTheAgentLock)
     std::thread writer([&] { loop.runBackground(); });
     std::this_thread::sleep_for(200ms);
     EXPECT_FALSE(fs::exists(file(Paths::workflowsFile)));
-    { auto released = std::move(*held); }
+    {
+        auto released = std::move(*held);
+    }
     writer.join();
     EXPECT_TRUE(fs::exists(file(Paths::workflowsFile)));
 }
@@ -183,8 +185,11 @@ TEST_F(ModelFixture, TheClipboardKeepsItsLimitAndItsImages)
     start();
     fs::create_directories(model->clipboardImagesFolder());
     std::ofstream(model->clipboardImagesFolder() / "old.png") << "png";
-    model->addClipboardItem({ .id = "1", .kind = ClipboardKind::image, .text = "Image 1 × 1",
-        .imageFile = "old.png", .date = loop.now() });
+    model->addClipboardItem({ .id = "1",
+        .kind = ClipboardKind::image,
+        .text = "Image 1 × 1",
+        .imageFile = "old.png",
+        .date = loop.now() });
     model->addClipboardItem({ .id = "2", .text = "two", .date = loop.now() });
     model->addClipboardItem({ .id = "3", .text = "three", .date = loop.now() });
     EXPECT_EQ(model->clipboardHistory().get().items.size(), 2u);

@@ -21,7 +21,8 @@ public:
     TimerID schedule(Milliseconds delay, Task task) override
     {
         auto id = ++m_lastTimer;
-        m_timers.emplace(std::pair(m_uptime + std::max(delay, Milliseconds(0)), id), std::move(task));
+        m_timers.emplace(
+            std::pair(m_uptime + std::max(delay, Milliseconds(0)), id), std::move(task));
         return id;
     }
     void cancel(TimerID timer) override
@@ -30,7 +31,10 @@ public:
     }
     void runInBackground(Task work) override { m_background.push_back(std::move(work)); }
     Milliseconds uptime() const override { return m_uptime; }
-    Date now() const override { return start + std::chrono::duration_cast<std::chrono::seconds>(m_uptime); }
+    Date now() const override
+    {
+        return start + std::chrono::duration_cast<std::chrono::seconds>(m_uptime);
+    }
 
     // Runs what was posted, and what that posts, until nothing is left.
     void runPosted()

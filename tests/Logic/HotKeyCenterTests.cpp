@@ -22,7 +22,10 @@ public:
         return true;
     }
     void release(std::uint32_t id) override { held.erase(id); }
-    void setHandler(std::function<void(std::uint32_t)> handler) override { press = std::move(handler); }
+    void setHandler(std::function<void(std::uint32_t)> handler) override
+    {
+        press = std::move(handler);
+    }
 
     std::map<std::uint32_t, KeyCombo> held;
     std::set<std::uint32_t> takenElsewhere; // Key codes.

@@ -1,0 +1,59 @@
+#include "Logic/TextInserter.h"
+
+namespace zeph {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::uint32_t vKey = 9;
+
+} // namespace
+
+TextInserter::TextInserter(
+    Clipboard& clipboard, KeyInjector& keys, FocusedApplication& focus, MainLoop& loop)
+    : m_clipboard(clipboard)
+    , m_keys(keys)
+    , m_focus(focus)
+    , m_loop(loop)
+{
+}
+
+void TextInserter::ignoreCaptures(MainLoop::Milliseconds duration)
+{
+    m_ignoreCapturesUntil = std::max(m_ignoreCapturesUntil, m_loop.uptime() + duration);
+}
+
+void TextInserter::insert(std::string text, bool restoreClipboard, std::function<void()> completion)
+{
+    std::optional<ClipboardContents> snapshot;
+    if (restoreClipboard)
+        snapshot = m_clipboard.contents();
+    m_ignoreCapturesUntil = m_loop.uptime() + (restoreClipboard ? 1000ms : 200ms);
+    // Marked concealed while it is only on its way, so that other clipboard tools skip it.
+    m_clipboard.setContents(ClipboardContents::text(std::move(text), restoreClipboard));
+    auto changeCount = m_clipboard.changeCount();
+    postPaste();
+    m_loop.schedule(restoreDelay,
+        [this, alive = std::weak_ptr(m_alive), snapshot = std::move(snapshot), changeCount,
+            completion = std::move(completion)] {
+            if (!alive.lock())
+                return;
+            // A copy the user made meanwhile stays; so does the inserted text without a snapshot.
+            if (snapshot && m_clipboard.changeCount() == changeCount)
+                m_clipboard.setContents(snapshot->concealed());
+            if (completion)
+                completion();
+        });
+}
+
+void TextInserter::postPaste()
+{
+    auto focused = m_focus.current();
+    auto modifiers = KeyCombo::Modifiers::control;
+    if (focused && focused->isTerminal())
+        modifiers |= KeyCombo::Modifiers::shift;
+    m_keys.tap(vKey, modifiers);
+}
+
+} // namespace zeph

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "Logic/Clipboard.h"
+#include "Logic/FocusedApplication.h"
+#include "Logic/KeyInjector.h"
+#include "Logic/MainLoop.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace zeph {
+
+// Puts text into the application that has the focus: through the clipboard and a paste chord
+// (Ctrl+V, or Ctrl+Shift+V in a terminal), then, when asked, the clipboard as it was. While it
+// works, the clipboard monitor ignores what appears. Main thread only.
+class TextInserter {
+public:
+    TextInserter(
+        Clipboard& clipboard, KeyInjector& keys, FocusedApplication& focus, MainLoop& loop);
+    TextInserter(const TextInserter&) = delete;
+    TextInserter& operator=(const TextInserter&) = delete;
+
+    // How long after the paste the previous contents come back.
+    static constexpr MainLoop::Milliseconds restoreDelay { 350 };
+
+    void insert(std::string text, bool restoreClipboard, std::function<void()> completion = {});
+    // The paste chord of the focused application.
+    void postPaste();
+
+    // Copies the clipboard monitor must not record, until this moment of the loop's uptime.
+    MainLoop::Milliseconds ignoreCapturesUntil() const { return m_ignoreCapturesUntil; }
+    void ignoreCaptures(MainLoop::Milliseconds duration);
+
+private:
+    Clipboard& m_clipboard;
+    KeyInjector& m_keys;
+    FocusedApplication& m_focus;
+    MainLoop& m_loop;
+    MainLoop::Milliseconds m_ignoreCapturesUntil {};
+    // Outlived by nothing it schedules.
+    std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
+};
+
+} // namespace zeph

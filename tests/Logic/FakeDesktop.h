@@ -1,0 +1,167 @@
+#pragma once
+
+#include "FakeMainLoop.h"
+#include "Logic/Clipboard.h"
+#include "Logic/FillInPrompting.h"
+#include "Logic/FocusedApplication.h"
+#include "Logic/KeyEventSource.h"
+#include "Logic/KeyInjector.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace zeph {
+
+// The desktop as the tests play it: every key typed into it and every clipboard write is kept with
+// the moment of the fake loop's clock at which it happened.
+
+class FakeClipboard final : public Clipboard {
+public:
+    std::uint64_t changeCount() const override { return m_changeCount; }
+    std::vector<std::string> types() const override
+    {
+        std::vector<std::string> types;
+        for (auto& [type, bytes] : m_contents.entries)
+            types.push_back(type);
+        return types;
+    }
+    std::string state() const override { return clipboardState; }
+    std::optional<std::string> text() const override { return find(ClipboardContents::textType); }
+    std::optional<std::string> png() const override { return find("image/png"); }
+    ClipboardContents contents() const override { return m_contents; }
+    void setContents(const ClipboardContents& contents) override
+    {
+        m_contents = contents;
+        ++m_changeCount;
+        writes.push_back(contents);
+        if (m_onChange)
+            m_onChange();
+    }
+    void setOnChange(std::function<void()> onChange) override { m_onChange = std::move(onChange); }
+
+    // Another program copies.
+    void copy(ClipboardContents contents)
+    {
+        auto before = writes.size();
+        setContents(std::move(contents));
+        writes.resize(before);
+    }
+
+    std::string clipboardState;
+    std::vector<ClipboardContents> writes; // The application's own.
+
+private:
+    std::optional<std::string> find(std::string_view type) const
+    {
+        for (auto& [name, bytes] : m_contents.entries) {
+            if (name == type)
+                return bytes;
+        }
+        return std::nullopt;
+    }
+
+    ClipboardContents m_contents;
+    std::uint64_t m_changeCount = 0;
+    std::function<void()> m_onChange;
+};
+
+class FakeKeyInjector final : public KeyInjector {
+public:
+    struct Tap {
+        MainLoop::Milliseconds at {};
+        std::uint32_t keyCode = 0;
+        std::uint32_t modifiers = 0;
+        bool operator==(const Tap&) const = default;
+    };
+    explicit FakeKeyInjector(const MainLoop& loop)
+        : m_loop(loop)
+    {
+    }
+    void tap(std::uint32_t keyCode, KeyCombo::Modifiers modifiers) override
+    {
+        taps.push_back({ m_loop.uptime(), keyCode, modifiers.rawValue });
+    }
+    std::vector<Tap> taps;
+
+private:
+    const MainLoop& m_loop;
+};
+
+class FakeKeyEventSource final : public KeyEventSource {
+public:
+    bool start(std::function<void(const KeyPress&)> onKeyDown,
+        std::function<void()> onPointerDown) override
+    {
+        if (!canListen)
+            return false;
+        m_onKeyDown = std::move(onKeyDown);
+        m_onPointerDown = std::move(onPointerDown);
+        return true;
+    }
+    void stop() override { m_onKeyDown = nullptr; }
+    bool isListening() const override { return m_onKeyDown != nullptr; }
+    bool isSecureInput() const override { return secureInput; }
+
+    // Types each character of `text` as one key press, as a user with a US layout would.
+    void type(std::string_view text, KeyCombo::Modifiers modifiers = {})
+    {
+        for (char character : text) {
+            if (m_onKeyDown)
+                m_onKeyDown({ .keyCode = 0,
+                    .characters = std::string(1, character),
+                    .modifiers = modifiers });
+        }
+    }
+    void press(std::uint32_t keyCode, KeyCombo::Modifiers modifiers = {})
+    {
+        if (m_onKeyDown)
+            m_onKeyDown({ .keyCode = keyCode, .modifiers = modifiers });
+    }
+    void pointer()
+    {
+        if (m_onPointerDown)
+            m_onPointerDown();
+    }
+
+    bool canListen = true;
+    bool secureInput = false;
+
+private:
+    std::function<void(const KeyPress&)> m_onKeyDown;
+    std::function<void()> m_onPointerDown;
+};
+
+class FakeFocusedApplication final : public FocusedApplication {
+public:
+    std::optional<ApplicationIdentity> current() const override { return focused; }
+    std::optional<ApplicationIdentity> focused = ApplicationIdentity {
+        .id = "org.gnome.TextEditor", .name = "Text Editor", .windowClass = "gnome-text-editor"
+    };
+};
+
+class FakeFillInPrompting final : public FillInPrompting {
+public:
+    void ask(const std::string& title, const std::vector<SnippetTemplate::FillField>& fields,
+        std::function<void(std::optional<Values>)> completion) override
+    {
+        askedTitle = title;
+        askedFields = fields;
+        m_completion = std::move(completion);
+    }
+    void answer(std::optional<Values> values)
+    {
+        auto completion = std::move(m_completion);
+        m_completion = nullptr;
+        completion(std::move(values));
+    }
+    bool isOpen() const { return m_completion != nullptr; }
+
+    std::string askedTitle;
+    std::vector<SnippetTemplate::FillField> askedFields;
+
+private:
+    std::function<void(std::optional<Values>)> m_completion;
+};
+
+} // namespace zeph

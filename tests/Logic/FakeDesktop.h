@@ -3,11 +3,15 @@
 #include "FakeMainLoop.h"
 #include "Logic/Clipboard.h"
 #include "Logic/FillInPrompting.h"
+#include "Logic/DesktopServices.h"
 #include "Logic/FocusedApplication.h"
+#include "Logic/HotKeyService.h"
 #include "Logic/KeyEventSource.h"
 #include "Logic/KeyInjector.h"
 
 #include <algorithm>
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -162,6 +166,76 @@ public:
 
 private:
     std::function<void(std::optional<Values>)> m_completion;
+};
+
+// The desktop's shortcuts: what is held, and combinations that other programs hold.
+class FakeHotKeyService final : public HotKeyService {
+public:
+    bool grab(std::uint32_t id, const KeyCombo& combo) override
+    {
+        ++grabs;
+        if (takenElsewhere.contains(combo.keyCode))
+            return false;
+        held[id] = combo;
+        return true;
+    }
+    void release(std::uint32_t id) override { held.erase(id); }
+    void setHandler(std::function<void(std::uint32_t)> handler) override
+    {
+        press = std::move(handler);
+    }
+
+    std::map<std::uint32_t, KeyCombo> held;
+    std::set<std::uint32_t> takenElsewhere; // Key codes.
+    std::function<void(std::uint32_t)> press;
+    int grabs = 0;
+};
+
+// What the launcher asked of the desktop, one line a call: "open https://…", "reveal /a/b", ….
+class FakeDesktopServices final : public DesktopServices {
+public:
+    void launchApplication(const std::string& desktopFile) override { calls.push_back("launch " + desktopFile); }
+    void openURL(const std::string& url) override { calls.push_back("open " + url); }
+    void openFile(const std::string& path, const std::optional<std::string>& applicationID) override
+    {
+        calls.push_back("open " + path + (applicationID ? " with " + *applicationID : ""));
+    }
+    void reveal(const std::string& path) override { calls.push_back("reveal " + path); }
+    void preview(const std::string& path) override { calls.push_back("preview " + path); }
+    void showProperties(const std::string& path) override { calls.push_back("properties " + path); }
+    bool moveToTrash(const std::string& path) override
+    {
+        calls.push_back("trash " + path);
+        return true;
+    }
+    std::optional<std::string> defaultApplicationName(const std::string&) override { return defaultApplication; }
+    void runSystemCommand(SystemCommand command) override
+    {
+        calls.push_back("system " + std::string(toString(command)));
+    }
+    void confirm(const std::string& question, const std::string& action,
+        std::function<void(bool)> answer) override
+    {
+        calls.push_back("confirm " + question + " [" + action + "]");
+        answer(confirmation);
+    }
+    void beep() override { calls.push_back("beep"); }
+    void showLargeType(const std::string& text) override { calls.push_back("large type " + text); }
+    std::string selectedText() override { return selection; }
+
+    std::vector<std::string> calls;
+    std::optional<std::string> defaultApplication;
+    bool confirmation = true;
+    std::string selection;
+};
+
+class FakeNotifier final : public Notifier {
+public:
+    void notify(const std::string& title, const std::string& body) override
+    {
+        notifications.push_back(title + ": " + body);
+    }
+    std::vector<std::string> notifications;
 };
 
 } // namespace zeph

@@ -1,37 +1,13 @@
 #include "Logic/HotKeyCenter.h"
 
-#include "FakeMainLoop.h"
+#include "FakeDesktop.h"
 
-#include <set>
 
 #include <gtest/gtest.h>
 
 namespace {
 
 using namespace zeph;
-
-// The desktop's shortcuts: what is held, and combinations that other programs hold.
-class FakeHotKeyService final : public HotKeyService {
-public:
-    bool grab(std::uint32_t id, const KeyCombo& combo) override
-    {
-        ++grabs;
-        if (takenElsewhere.contains(combo.keyCode))
-            return false;
-        held[id] = combo;
-        return true;
-    }
-    void release(std::uint32_t id) override { held.erase(id); }
-    void setHandler(std::function<void(std::uint32_t)> handler) override
-    {
-        press = std::move(handler);
-    }
-
-    std::map<std::uint32_t, KeyCombo> held;
-    std::set<std::uint32_t> takenElsewhere; // Key codes.
-    std::function<void(std::uint32_t)> press;
-    int grabs = 0;
-};
 
 const KeyCombo altSpace { .keyCode = 49, .modifiers = KeyCombo::Modifiers::option };
 const KeyCombo ctrlK { .keyCode = 40, .modifiers = KeyCombo::Modifiers::control };

@@ -32,8 +32,8 @@ public:
     virtual std::optional<std::string> defaultApplicationName(const std::string& path) = 0;
     virtual void runSystemCommand(SystemCommand command) = 0;
     // Asks the user, with "Cancel" and the action's own button; `answer` hears true for go.
-    virtual void confirm(const std::string& question, const std::string& action,
-        std::function<void(bool)> answer)
+    virtual void confirm(
+        const std::string& question, const std::string& action, std::function<void(bool)> answer)
         = 0;
     virtual void beep() = 0;
     virtual void showLargeType(const std::string& text) = 0;

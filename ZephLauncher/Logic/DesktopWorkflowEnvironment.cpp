@@ -12,7 +12,8 @@ DesktopWorkflowEnvironment::DesktopWorkflowEnvironment(
 
 void DesktopWorkflowEnvironment::onMainThread(std::function<void(Services&)> action)
 {
-    m_services->loop.post([services = m_services, action = std::move(action)] { action(*services); });
+    m_services->loop.post(
+        [services = m_services, action = std::move(action)] { action(*services); });
 }
 
 void DesktopWorkflowEnvironment::openURL(const std::string& url)
@@ -23,9 +24,8 @@ void DesktopWorkflowEnvironment::openURL(const std::string& url)
 void DesktopWorkflowEnvironment::openFile(
     const std::string& path, const std::optional<std::string>& appBundleID)
 {
-    onMainThread([path, appBundleID](Services& services) {
-        services.desktop.openFile(path, appBundleID);
-    });
+    onMainThread(
+        [path, appBundleID](Services& services) { services.desktop.openFile(path, appBundleID); });
 }
 
 void DesktopWorkflowEnvironment::revealInFinder(const std::string& path)

@@ -26,7 +26,8 @@ public:
         std::function<bool()> restoreClipboard;
     };
 
-    DesktopWorkflowEnvironment(Services services, std::string clipboardText, std::string selectedText);
+    DesktopWorkflowEnvironment(
+        Services services, std::string clipboardText, std::string selectedText);
 
     void openURL(const std::string& url) override;
     void openFile(const std::string& path, const std::optional<std::string>& appBundleID) override;

@@ -26,12 +26,18 @@ void TextInserter::ignoreCaptures(MainLoop::Milliseconds duration)
 
 void TextInserter::insert(std::string text, bool restoreClipboard, std::function<void()> completion)
 {
+    insert(ClipboardContents::text(std::move(text)), restoreClipboard, std::move(completion));
+}
+
+void TextInserter::insert(
+    ClipboardContents contents, bool restoreClipboard, std::function<void()> completion)
+{
     std::optional<ClipboardContents> snapshot;
     if (restoreClipboard)
         snapshot = m_clipboard.contents();
     m_ignoreCapturesUntil = m_loop.uptime() + (restoreClipboard ? 1000ms : 200ms);
     // Marked concealed while it is only on its way, so that other clipboard tools skip it.
-    m_clipboard.setContents(ClipboardContents::text(std::move(text), restoreClipboard));
+    m_clipboard.setContents(restoreClipboard ? contents.concealed() : contents);
     auto changeCount = m_clipboard.changeCount();
     postPaste();
     m_loop.schedule(restoreDelay,

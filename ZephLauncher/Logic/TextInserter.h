@@ -25,6 +25,9 @@ public:
     static constexpr MainLoop::Milliseconds restoreDelay { 350 };
 
     void insert(std::string text, bool restoreClipboard, std::function<void()> completion = {});
+    // Any contents, an image say, the same way.
+    void insert(
+        ClipboardContents contents, bool restoreClipboard, std::function<void()> completion = {});
     // The paste chord of the focused application.
     void postPaste();
 

@@ -70,17 +70,17 @@ void WorkflowExecutor::start(Workflow workflow, const std::string& nodeID, std::
     }
     auto environment = std::make_shared<DesktopWorkflowEnvironment>(
         m_services, std::move(clipboardText), std::move(selectedText));
-    m_services.loop.runInBackground([&loop = m_services.loop, environment, scripts,
-                                        workflow = std::move(workflow), nodeID,
-                                        query = std::move(query), variables = std::move(variables),
-                                        modifier, completion = std::move(completion)]() mutable {
-        WorkflowRunner runner(*environment, *scripts, scriptTimeout);
-        auto log = runner.run(workflow, nodeID, std::move(query), variables, modifier);
-        if (completion)
-            loop.post([completion = std::move(completion), log = std::move(log)]() mutable {
-                completion(std::move(log));
-            });
-    });
+    m_services.loop.runInBackground(
+        [&loop = m_services.loop, environment, scripts, workflow = std::move(workflow), nodeID,
+            query = std::move(query), variables = std::move(variables), modifier,
+            completion = std::move(completion)]() mutable {
+            WorkflowRunner runner(*environment, *scripts, scriptTimeout);
+            auto log = runner.run(workflow, nodeID, std::move(query), variables, modifier);
+            if (completion)
+                loop.post([completion = std::move(completion), log = std::move(log)]() mutable {
+                    completion(std::move(log));
+                });
+        });
 }
 
 void WorkflowExecutor::refreshHotkeys()
@@ -88,8 +88,8 @@ void WorkflowExecutor::refreshHotkeys()
     m_hotkeys.unregister(m_hotkeyIDs);
     m_hotkeyIDs.clear();
     for (auto& binding : WorkflowLibrary::hotkeyBindings(m_model.workflows().get())) {
-        auto id = m_hotkeys.register_(binding.combo,
-            [this, workflowID = binding.workflowID, nodeID = binding.nodeID] {
+        auto id = m_hotkeys.register_(
+            binding.combo, [this, workflowID = binding.workflowID, nodeID = binding.nodeID] {
                 run(workflowID, nodeID, "");
             });
         // A combination that cannot be had is skipped; the rest go on.

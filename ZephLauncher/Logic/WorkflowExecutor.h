@@ -42,9 +42,8 @@ public:
     const std::vector<std::uint32_t>& hotkeyIDs() const { return m_hotkeyIDs; }
 
 private:
-    void start(Workflow workflow, const std::string& nodeID, std::string query,
-        Variables variables, ConnectionModifier modifier,
-        std::function<void(WorkflowRunLog)> completion);
+    void start(Workflow workflow, const std::string& nodeID, std::string query, Variables variables,
+        ConnectionModifier modifier, std::function<void(WorkflowRunLog)> completion);
 
     AppModel& m_model;
     HotKeyCenter& m_hotkeys;

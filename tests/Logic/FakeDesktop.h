@@ -2,8 +2,8 @@
 
 #include "FakeMainLoop.h"
 #include "Logic/Clipboard.h"
-#include "Logic/FillInPrompting.h"
 #include "Logic/DesktopServices.h"
+#include "Logic/FillInPrompting.h"
 #include "Logic/FocusedApplication.h"
 #include "Logic/HotKeyService.h"
 #include "Logic/KeyEventSource.h"
@@ -194,7 +194,10 @@ public:
 // What the launcher asked of the desktop, one line a call: "open https://…", "reveal /a/b", ….
 class FakeDesktopServices final : public DesktopServices {
 public:
-    void launchApplication(const std::string& desktopFile) override { calls.push_back("launch " + desktopFile); }
+    void launchApplication(const std::string& desktopFile) override
+    {
+        calls.push_back("launch " + desktopFile);
+    }
     void openURL(const std::string& url) override { calls.push_back("open " + url); }
     void openFile(const std::string& path, const std::optional<std::string>& applicationID) override
     {
@@ -208,7 +211,10 @@ public:
         calls.push_back("trash " + path);
         return true;
     }
-    std::optional<std::string> defaultApplicationName(const std::string&) override { return defaultApplication; }
+    std::optional<std::string> defaultApplicationName(const std::string&) override
+    {
+        return defaultApplication;
+    }
     void runSystemCommand(SystemCommand command) override
     {
         calls.push_back("system " + std::string(toString(command)));

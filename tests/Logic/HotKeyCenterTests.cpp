@@ -2,7 +2,6 @@
 
 #include "FakeDesktop.h"
 
-
 #include <gtest/gtest.h>
 
 namespace {

@@ -67,13 +67,15 @@ struct ExecutorFixture : testing::Test {
 
 TEST_F(ExecutorFixture, KeepsOneHotKeyPerEnabledBinding)
 {
-    model.workflows().set({ searchWorkflow("on", ctrlAltF), searchWorkflow("off", ctrlAltG, false) });
+    model.workflows().set(
+        { searchWorkflow("on", ctrlAltF), searchWorkflow("off", ctrlAltG, false) });
     EXPECT_TRUE(hotkeyService.held.empty());
     loop.advance(300ms);
     ASSERT_EQ(hotkeyService.held.size(), 1u);
     EXPECT_EQ(hotkeyService.held.begin()->second, ctrlAltF);
     // A new shortcut, saved: still exactly one registration for the workflow.
-    model.workflows().set({ searchWorkflow("on", ctrlAltG), searchWorkflow("off", ctrlAltG, false) });
+    model.workflows().set(
+        { searchWorkflow("on", ctrlAltG), searchWorkflow("off", ctrlAltG, false) });
     loop.advance(300ms);
     ASSERT_EQ(hotkeyService.held.size(), 1u);
     EXPECT_EQ(hotkeyService.held.begin()->second, ctrlAltG);
@@ -96,7 +98,8 @@ TEST_F(ExecutorFixture, AHotKeyRunsWithTheSelectionOffTheMainThread)
     EXPECT_EQ(loop.backgroundCount(), 1u);
     EXPECT_TRUE(desktop.calls.empty());
     loop.runBackground();
-    EXPECT_EQ(desktop.calls, std::vector<std::string> { "open https://example.com/?q=tax%20forms" });
+    EXPECT_EQ(
+        desktop.calls, std::vector<std::string> { "open https://example.com/?q=tax%20forms" });
     EXPECT_EQ(notifier.notifications, std::vector<std::string> { "Searched: tax forms" });
     EXPECT_EQ(scriptFolders.at(0), folder.path() / "Workflows" / "w");
 

@@ -46,6 +46,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     auto text = toJSON(output).dump();
     verify(ScriptFilterOutput::parse(text) == output);
-    verify(ScriptFilterOutput::ofRun({ .stdout = std::string(bytes) }) == output);
+    // A run reads its output the same way, but for the empty one, which has no rows.
+    verify(ScriptFilterOutput::ofRun({ .stdout = std::string(bytes) })
+        == (bytes.empty() ? ScriptFilterOutput {} : output));
     return 0;
 }

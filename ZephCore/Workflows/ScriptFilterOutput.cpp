@@ -526,6 +526,9 @@ ScriptFilterOutput ScriptFilterOutput::ofRun(const ScriptResult& result)
             = { { .title = "Script filter failed", .subtitle = std::move(reason), .valid = false } }
         };
     }
+    // A script that had nothing to say found nothing: no rows, not an error.
+    if (result.stdout.empty())
+        return {};
     return parse(result.stdout);
 }
 

@@ -62,7 +62,8 @@ struct ScriptFilterOutput {
 
     // The rows of a whole run, as the launcher shows them: a run that printed nothing and timed
     // out or failed becomes one row that is not valid, "Script filter failed", with "Timed out" or
-    // the error output below; any other run is its parsed output.
+    // the error output below; a run that printed nothing otherwise has no rows; any other run is
+    // its parsed output.
     static ScriptFilterOutput ofRun(const ScriptResult& result);
 
     // The first row that can be chosen: valid and with an argument. Nothing when there is none.

@@ -268,14 +268,15 @@ void LauncherController::startScriptFilter(
     if (!filter)
         return;
     m_display.countLabel.reset();
-    auto entryID = entry.itemID();
+    // The filter's own rows, not the keyword's row that led here.
+    auto rowPrefix = entry.itemID() + ":";
     bool isShowing = std::any_of(m_display.rows.begin(), m_display.rows.end(), [&](auto& listRow) {
         auto* row = std::get_if<Row>(&listRow);
-        return row && row->result.item.id.starts_with(entryID);
+        return row && row->result.item.id.starts_with(rowPrefix);
     });
     // On a rerun, or more typing in the same filter, the old rows stay until the new ones come.
     if (!isShowing) {
-        SearchItem waiting { .id = entryID + ":waiting",
+        SearchItem waiting { .id = rowPrefix + "waiting",
             .title = "Running…",
             .kind = ItemKind::workflow,
             .symbolName = "hourglass",

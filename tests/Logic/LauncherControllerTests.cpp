@@ -460,3 +460,182 @@ TEST_F(LauncherFixture, ForgetsLearnedRanking)
 }
 
 } // namespace
+
+namespace {
+
+// A script filter "repo" whose rows open a URL; the stub script answers as each test says.
+Workflow scriptFilterWorkflow()
+{
+    Workflow workflow;
+    workflow.id = "gh";
+    workflow.name = "GitHub";
+    workflow.nodes = {
+        { .id = "filter",
+            .kind = NodeKind::ScriptFilter { .keyword = "repo", .title = "Repositories", .script = "list" } },
+        { .id = "open", .kind = NodeKind::OpenURL { .url = "https://github.com/{query}?v={var:view}" } },
+    };
+    workflow.connections = { { .id = "e", .from = "filter", .fromPort = "out", .to = "open" } };
+    return workflow;
+}
+
+std::string itemsJSON(const std::string& query, std::optional<double> rerun = std::nullopt)
+{
+    std::string json = R"({"variables": {"view": "list"}, "items": [)"
+        R"({"uid": "a", "title": ")" + query + R"( one", "arg": "ann/one",)"
+        R"( "mods": {"cmd": {"arg": "ann/one/issues"}, "alt": {"valid": false}}},)"
+        R"({"title": ")" + query + R"( two", "arg": "ann/two", "variables": {"view": "grid"}}])";
+    if (rerun)
+        json += R"(, "rerun": )" + std::to_string(*rerun);
+    return json + "}";
+}
+
+struct ScriptFilterFixture : LauncherFixture {
+    void SetUp() override
+    {
+        LauncherFixture::SetUp();
+        model.workflows().set({ scriptFilterWorkflow() });
+        scripts->answer = [](const StubScriptRunner::Call& call) {
+            return ScriptResult { .stdout = itemsJSON(call.query) };
+        };
+    }
+};
+
+TEST_F(ScriptFilterFixture, RunsAfterAPauseInTypingAndDropsLateAnswers)
+{
+    type("repo a");
+    EXPECT_EQ(rows(), (Strings { "[Repositories]", "Running…" }));
+    EXPECT_EQ(view.shown.countLabel, std::nullopt);
+    // Two keys inside the pause start the script once.
+    loop.advance(50ms);
+    type("b");
+    loop.advance(89ms);
+    EXPECT_EQ(loop.backgroundCount(), 0u);
+    loop.advance(1ms);
+    EXPECT_EQ(loop.backgroundCount(), 1u);
+    // The user types on while it runs: its answer is dropped without a trace.
+    type("c");
+    loop.runBackground();
+    EXPECT_EQ(rows(), (Strings { "[Repositories]", "Running…" }));
+    loop.advance(90ms);
+    loop.runBackground();
+    EXPECT_EQ(rows(), (Strings { "[Repositories]", "abc one", "abc two" }));
+    EXPECT_EQ(view.shown.countLabel, std::optional<std::string>("2 results"));
+    ASSERT_EQ(scripts->calls().size(), 2u);
+    EXPECT_EQ(scripts->calls()[1].query, "abc");
+    EXPECT_EQ(scripts->calls()[1].timeout, Seconds(15));
+    // Further typing keeps the old rows until the new ones come.
+    command(Command::moveDown);
+    type("d");
+    EXPECT_EQ(rows(), (Strings { "[Repositories]", "abc one", "abc two" }));
+    loop.advance(90ms);
+    loop.runBackground();
+    EXPECT_EQ(rows(), (Strings { "[Repositories]", "abcd one", "abcd two" }));
+}
+
+TEST_F(ScriptFilterFixture, ChoosingARowRunsTheWorkflowWithItsModifier)
+{
+    type("repo x");
+    loop.advance(90ms);
+    loop.runBackground();
+    // Return: the row's argument, the output's variables.
+    command(Command::insertNewline);
+    loop.runBackground();
+    EXPECT_EQ(desktop.calls.back(), "open https://github.com/ann/one?v=list");
+    // Ctrl: the "cmd" entry's own argument.
+    launcher.show();
+    type("repo x");
+    loop.advance(90ms);
+    loop.runBackground();
+    command(Command::insertNewline, ctrlHeld);
+    loop.runBackground();
+    EXPECT_EQ(desktop.calls.back(), "open https://github.com/ann/one/issues?v=list");
+    // Alt: the entry forbids it, though the row is valid.
+    launcher.show();
+    type("repo x");
+    loop.advance(90ms);
+    loop.runBackground();
+    command(Command::insertNewline, alt);
+    EXPECT_EQ(desktop.calls.back(), "beep");
+    // The second row's variables win over the output's.
+    command(Command::moveDown);
+    command(Command::insertNewline);
+    loop.runBackground();
+    EXPECT_EQ(desktop.calls.back(), "open https://github.com/ann/two?v=grid");
+}
+
+TEST_F(ScriptFilterFixture, FailuresEmptyAnswersAndReruns)
+{
+    scripts->answer = [](const StubScriptRunner::Call&) {
+        return ScriptResult { .stderr = "  no token\n", .exitCode = 1 };
+    };
+    type("repo x");
+    loop.advance(90ms);
+    loop.runBackground();
+    EXPECT_EQ(rows(), (Strings { "[Repositories]", "Script filter failed" }));
+    scripts->answer = [](const StubScriptRunner::Call&) { return ScriptResult {}; };
+    type("y");
+    loop.advance(90ms);
+    loop.runBackground();
+    EXPECT_EQ(rows(), (Strings { "[Repositories]", "No results" }));
+    // Output and a failing exit still show the output.
+    scripts->answer = [](const StubScriptRunner::Call& call) {
+        return ScriptResult { .stdout = itemsJSON(call.query, 1.0), .exitCode = 3 };
+    };
+    type("z");
+    loop.advance(90ms);
+    loop.runBackground();
+    EXPECT_EQ(rows(), (Strings { "[Repositories]", "xyz one", "xyz two" }));
+    // It asks to run again a second later, and again, until the panel hides.
+    loop.advance(1090ms);
+    loop.runBackground();
+    EXPECT_EQ(scripts->calls().size(), 4u);
+    loop.advance(1090ms);
+    loop.runBackground();
+    EXPECT_EQ(scripts->calls().size(), 5u);
+    launcher.hide();
+    loop.advance(5s);
+    loop.runBackground();
+    EXPECT_EQ(scripts->calls().size(), 5u);
+    // Showing again does not resume it; only the query running again does.
+    launcher.show();
+    loop.advance(5s);
+    EXPECT_EQ(loop.backgroundCount(), 0u);
+}
+
+TEST_F(LauncherFixture, AnAgentsWorkflowShowsUpWhileThePanelIsOpen)
+{
+    type("deploy");
+    auto before = rows();
+    Workflow workflow;
+    workflow.id = "agent";
+    workflow.name = "Deploy";
+    workflow.nodes = {
+        { .id = "k", .kind = NodeKind::Keyword { .keyword = "deploy", .title = "Deploy the site" } },
+        { .id = "n", .kind = NodeKind::Notification { .title = "Deploying", .body = "{query}" } },
+    };
+    workflow.connections = { { .id = "e", .from = "k", .fromPort = "out", .to = "n" } };
+    std::filesystem::create_directories(model.dataFolder());
+    std::ofstream(model.dataFolder() / "workflows.json")
+        << *Json::documentText(DocumentCoding<std::vector<Workflow>>::encode({ workflow }));
+    watching.fire();
+    loop.advance(300ms);
+    loop.runBackground();
+    typeWhole("deploy");
+    EXPECT_EQ(selectedTitle(), "Deploy the site");
+    command(Command::insertNewline);
+    loop.runBackground();
+    EXPECT_EQ(notifier.notifications, Strings { "Deploying: " });
+}
+
+TEST_F(LauncherFixture, AnEmptyListHasNoSelection)
+{
+    type("find ");
+    type("zz");
+    EXPECT_TRUE(rows().empty());
+    EXPECT_EQ(view.shown.selectedIndex, -1);
+    command(Command::insertNewline);
+    EXPECT_TRUE(view.isVisible);
+    EXPECT_TRUE(desktop.calls.empty());
+}
+
+} // namespace

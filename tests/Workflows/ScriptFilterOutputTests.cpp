@@ -231,7 +231,8 @@ TEST(ScriptFilterOutput, AFailedRunThatPrintedNothingBecomesAFailureRow)
             .items[0]
             .title,
         "a");
-    EXPECT_EQ(ScriptFilterOutput::ofRun({}), errorOutput("No output"));
+    EXPECT_EQ(ScriptFilterOutput::ofRun({}), ScriptFilterOutput {});
+    EXPECT_EQ(ScriptFilterOutput::parse(""), errorOutput("No output"));
 }
 
 TEST(ScriptFilterOutput, WhatIsWrittenReadsBackTheSame)

@@ -8,7 +8,8 @@ namespace {
 
 void results(benchmark::State& state)
 {
-    static const char* texts[] = { "(12.5+3)*4/7", "10 km in mi", "10 km in miles", "visual studio" };
+    static const char* texts[]
+        = { "(12.5+3)*4/7", "10 km in mi", "10 km in miles", "visual studio" };
     std::string_view text = texts[state.range(0)];
     for (auto _ : state)
         benchmark::DoNotOptimize(zeph::Calculator::results(text));

@@ -42,8 +42,9 @@ BENCHMARK(prepareAsciiLines)->Unit(benchmark::kMillisecond);
 
 void matchOneTarget(benchmark::State& state)
 {
-    static const char* cases[][2] = { { "sa", "Safari" }, { "code", "Visual Studio Code" }, { "vsc", "Visual Studio Code" },
-        { "ode", "Visual Studio Code" }, { "usrshrdoc", "/usr/share/doc/libpython3.11/copyright" } };
+    static const char* cases[][2] = { { "sa", "Safari" }, { "code", "Visual Studio Code" },
+        { "vsc", "Visual Studio Code" }, { "ode", "Visual Studio Code" },
+        { "usrshrdoc", "/usr/share/doc/libpython3.11/copyright" } };
     auto& [query, title] = cases[state.range(0)];
     auto queryText = zeph::makeQueryText(query);
     auto target = zeph::makeMatchText(title);
@@ -71,6 +72,7 @@ void keystroke(benchmark::State& state, const char* corpus, const char* query)
 BENCHMARK_CAPTURE(keystroke, titles_e, "titles-10k.txt", "e")->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(keystroke, titles_code, "titles-10k.txt", "code")->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(keystroke, paths_e, "paths-100k.txt", "e")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(keystroke, paths_usrshrdoc, "paths-100k.txt", "usrshrdoc")->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(keystroke, paths_usrshrdoc, "paths-100k.txt", "usrshrdoc")
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace

@@ -54,14 +54,18 @@ AppModel::AppModel(std::filesystem::path dataFolder, MainLoop& loop, FolderWatch
     , m_workflowStore(std::string(Paths::workflowsFile), m_dataFolder)
     , m_knowledgeStore(std::string(Paths::knowledgeFile), m_dataFolder)
     , m_clipboardStore(std::string(Paths::clipboardFile), m_dataFolder)
+    , m_loadingWorkflows(std::async(std::launch::async,
+          [this] {
+              auto workflows = m_workflowStore.load().value_or(std::vector<Workflow> {});
+              auto prepared = SearchEngine::prepareWorkflows(workflows);
+              return std::pair(std::move(workflows), std::move(prepared));
+          }))
     , m_settings(m_settingsStore.load().value_or(AppSettings {}))
     , m_customThemes(m_themeStore.load().value_or(ThemeLibrary {}))
     , m_snippetCollections(m_snippetStore.load().value_or(
           std::vector<SnippetCollection> { SnippetCollection::starter() }))
-    , m_workflows(m_workflowStore.load().value_or(std::vector<Workflow> {}))
     , m_clipboardHistory(m_clipboardStore.load().value_or(ClipboardHistory {}))
     , m_knowledge(m_knowledgeStore.load().value_or(KnowledgeBase::Snapshot {}))
-    , m_lastSavedWorkflows(m_workflows.get())
     , m_lastSavedSnippets(m_snippetCollections.get())
     , m_writes(loop)
     , m_saveClipboard(loop)
@@ -77,9 +81,12 @@ AppModel::AppModel(std::filesystem::path dataFolder, MainLoop& loop, FolderWatch
         settings.search, m_knowledge, [&loop] { return loop.now(); }, std::move(home), fileManager);
     m_engine->learningEnabled = settings.learningEnabled;
     m_engine->snippetKeyword = settings.snippets.launcherKeyword;
-    m_engine->setWorkflows(m_workflows.get());
     m_engine->setSnippets(m_snippetCollections.get());
     m_engine->setClipboard(m_clipboardHistory.get().items);
+    auto [workflows, prepared] = m_loadingWorkflows.get();
+    m_engine->install(std::move(prepared));
+    m_lastSavedWorkflows = workflows;
+    m_workflows.set(std::move(workflows));
     subscribe();
     m_folderWatch = folderWatching.watch(m_dataFolder, [this] {
         m_loop.post([this, alive = std::weak_ptr(m_reloadGeneration)] {

@@ -13,6 +13,7 @@
 #include "Workflows/Workflow.h"
 
 #include <filesystem>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -77,6 +78,9 @@ private:
     JSONFileStore<std::vector<Workflow>> m_workflowStore;
     JSONFileStore<KnowledgeBase::Snapshot> m_knowledgeStore;
     JSONFileStore<ClipboardHistory> m_clipboardStore;
+    // The largest document, read and prepared on a thread of its own while the main thread reads
+    // the others.
+    std::future<std::pair<std::vector<Workflow>, PreparedWorkflows>> m_loadingWorkflows;
 
     Observable<AppSettings> m_settings;
     Observable<ThemeLibrary> m_customThemes;

@@ -471,8 +471,11 @@ Workflow scriptFilterWorkflow()
     workflow.name = "GitHub";
     workflow.nodes = {
         { .id = "filter",
-            .kind = NodeKind::ScriptFilter { .keyword = "repo", .title = "Repositories", .script = "list" } },
-        { .id = "open", .kind = NodeKind::OpenURL { .url = "https://github.com/{query}?v={var:view}" } },
+            .kind = NodeKind::ScriptFilter { .keyword = "repo",
+                .title = "Repositories",
+                .script = "list" } },
+        { .id = "open",
+            .kind = NodeKind::OpenURL { .url = "https://github.com/{query}?v={var:view}" } },
     };
     workflow.connections = { { .id = "e", .from = "filter", .fromPort = "out", .to = "open" } };
     return workflow;
@@ -481,9 +484,12 @@ Workflow scriptFilterWorkflow()
 std::string itemsJSON(const std::string& query, std::optional<double> rerun = std::nullopt)
 {
     std::string json = R"({"variables": {"view": "list"}, "items": [)"
-        R"({"uid": "a", "title": ")" + query + R"( one", "arg": "ann/one",)"
-        R"( "mods": {"cmd": {"arg": "ann/one/issues"}, "alt": {"valid": false}}},)"
-        R"({"title": ")" + query + R"( two", "arg": "ann/two", "variables": {"view": "grid"}}])";
+                       R"({"uid": "a", "title": ")"
+        + query
+        + R"( one", "arg": "ann/one",)"
+          R"( "mods": {"cmd": {"arg": "ann/one/issues"}, "alt": {"valid": false}}},)"
+          R"({"title": ")"
+        + query + R"( two", "arg": "ann/two", "variables": {"view": "grid"}}])";
     if (rerun)
         json += R"(, "rerun": )" + std::to_string(*rerun);
     return json + "}";
@@ -610,7 +616,8 @@ TEST_F(LauncherFixture, AnAgentsWorkflowShowsUpWhileThePanelIsOpen)
     workflow.id = "agent";
     workflow.name = "Deploy";
     workflow.nodes = {
-        { .id = "k", .kind = NodeKind::Keyword { .keyword = "deploy", .title = "Deploy the site" } },
+        { .id = "k",
+            .kind = NodeKind::Keyword { .keyword = "deploy", .title = "Deploy the site" } },
         { .id = "n", .kind = NodeKind::Notification { .title = "Deploying", .body = "{query}" } },
     };
     workflow.connections = { { .id = "e", .from = "k", .fromPort = "out", .to = "n" } };
@@ -636,6 +643,90 @@ TEST_F(LauncherFixture, AnEmptyListHasNoSelection)
     command(Command::insertNewline);
     EXPECT_TRUE(view.isVisible);
     EXPECT_TRUE(desktop.calls.empty());
+}
+
+} // namespace
+
+namespace {
+
+// Each kind of row, chosen with each modifier: what reaches the desktop.
+TEST_F(LauncherFixture, FilesFoldersAndSettingsByModifier)
+{
+    model.engine().setSystemSettings(
+        { { .id = "/usr/share/applications/gnome-display-panel.desktop",
+            .title = "Displays",
+            .kind = ItemKind::systemSetting,
+            .path = "/usr/share/applications/gnome-display-panel.desktop",
+            .argument = "gnome-display-panel.desktop" } });
+    auto report = (home / "Documents/report 2024.pdf").string();
+    auto documents = (home / "Documents").string();
+    struct Case {
+        std::string typed;
+        std::vector<SearchItem> files;
+        KeyCombo::Modifiers held;
+        std::string expected;
+    };
+    SearchItem file {
+        .id = report, .title = "report 2024.pdf", .kind = ItemKind::file, .path = report
+    };
+    SearchItem folder {
+        .id = documents, .title = "Documents", .kind = ItemKind::folder, .path = documents
+    };
+    std::vector<Case> cases {
+        { "displ", {}, {}, "launch /usr/share/applications/gnome-display-panel.desktop" },
+        { "displ", {}, ctrlHeld, "launch /usr/share/applications/gnome-display-panel.desktop" },
+        { "'rep", { file }, {}, "open " + report },
+        { "'rep", { file }, ctrlHeld, "reveal " + report },
+        { "'rep", { file }, alt, "reveal " + report },
+        { "'rep", { file }, shift, "open " + report },
+        { "'doc", { folder }, {}, "open " + documents },
+        { "'doc", { folder }, alt, "reveal " + documents },
+        { "find doc", { folder }, shift, "reveal " + documents },
+        { "in rep", { file }, {}, "open " + report },
+    };
+    for (auto& test : cases) {
+        launcher.show();
+        typeWhole(test.typed);
+        if (!test.files.empty())
+            files.answer(test.files);
+        desktop.calls.clear();
+        command(Command::insertNewline, test.held);
+        EXPECT_EQ(desktop.calls, Strings { test.expected })
+            << test.typed << " " << test.held.rawValue;
+        EXPECT_FALSE(view.isVisible);
+    }
+}
+
+TEST_F(LauncherFixture, CtrlDownEntersAFolderAndCtrlEEditsASnippet)
+{
+    typeWhole("~/");
+    auto index = 0;
+    for (auto& row : view.shown.rows) {
+        auto* item = std::get_if<LauncherDisplay::Row>(&row);
+        if (item && item->result.item.title == "Documents")
+            break;
+        ++index;
+    }
+    while (view.shown.selectedIndex != index)
+        command(Command::moveDown);
+    EXPECT_TRUE(ctrlKey(125));
+    EXPECT_EQ(view.query, "~/Documents/");
+    model.snippetCollections().set({ SnippetCollection { .id = "c",
+        .snippets = { { .id = "s", .name = "Signature", .keyword = "sig", .content = "x" } } } });
+    typeWhole("snip sig");
+    EXPECT_TRUE(ctrl("e"));
+    EXPECT_EQ(preferencesOpened, 1);
+    EXPECT_FALSE(view.isVisible);
+}
+
+TEST_F(LauncherFixture, ShiftReturnPastesAClipboardEntryAsPlainText)
+{
+    model.addClipboardItem({ .id = "a", .text = "copied", .date = loop.now() });
+    type("clip ");
+    command(Command::insertNewline, shift);
+    EXPECT_FALSE(view.isVisible);
+    loop.advance(80ms);
+    EXPECT_EQ(clipboard.writes.back(), ClipboardContents::text("copied", true));
 }
 
 } // namespace

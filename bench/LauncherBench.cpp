@@ -44,35 +44,14 @@ void loadDocuments(benchmark::State& state)
 BENCHMARK(loadDocuments)->Unit(benchmark::kMillisecond);
 
 // The launcher over the data folder, with the world's applications indexed.
-struct Launcher {
-    DataFolder data;
-    FakeMainLoop loop;
-    FakeFolderWatching watching;
-    AppModel model { data.folder.path(), loop, watching, "/home/bench" };
-    FakeHotKeyService hotkeyService;
-    HotKeyCenter hotkeys { hotkeyService, loop };
-    FakeDesktopServices desktop;
-    FakeNotifier notifier;
-    FakeClipboard clipboard;
-    FakeKeyInjector keys { loop };
-    FakeKeyEventSource keyEvents;
-    FakeFocusedApplication focus;
-    FakeFillInPrompting prompt;
-    TextInserter inserter { clipboard, keys, focus, loop };
-    SnippetExpander expander { model, keyEvents, keys, inserter, focus, prompt, clipboard, loop,
-        Calendar {}, [](const std::string&) {} };
-    MakeScriptRunner makeScriptRunner = [](const std::filesystem::path&) { return nullptr; };
-    WorkflowExecutor executor { model, hotkeys,
-        { desktop, notifier, clipboard, inserter, loop, [] { return true; } }, makeScriptRunner };
-    FakeFileSearching files;
-    FakeLauncherView view;
-    LauncherController launcher { { model, executor, expander, inserter, desktop, clipboard, files,
-        view, loop, makeScriptRunner, [] {} } };
-
+struct Launcher
+    : DataFolder
+    , LauncherWorld {
     Launcher()
+        : LauncherWorld(DataFolder::folder.path())
     {
-        model.engine().setApplications(data.world.applications);
-        model.engine().setSystemSettings(data.world.settingsPanels);
+        model.engine().setApplications(world.applications);
+        model.engine().setSystemSettings(world.settingsPanels);
         model.accessibilityTrusted().set(true);
         launcher.show();
     }

@@ -2,6 +2,7 @@
 
 #include "FileTree.h"
 #include "Storage/Paths.h"
+#include "Support/KillTesting.h"
 
 #include <csignal>
 #include <fcntl.h>
@@ -384,30 +385,21 @@ TEST(FileIndex, AKillAtAnyMomentLeavesAUsableIndex)
             for (auto suffix : { "", "-wal", "-shm" })
                 fs::remove(file.string() + suffix);
         }
-        int ready[2];
-        ASSERT_EQ(pipe(ready), 0);
-        pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            close(ready[0]);
-            auto index = FileIndex::open(file);
-            if (!index)
-                _exit(1);
-            (void)!write(ready[1], "x", 1);
-            for (int step = 0;; ++step) {
-                (void)(*index)->update(scope, testNow);
-                auto changed = tree / "root/f1" / ("file " + std::to_string(step % 100) + ".txt");
+        std::unique_ptr<FileIndex> writer;
+        int step = 0;
+        ASSERT_TRUE(killWhileRunning(
+            [&] {
+                auto opened = FileIndex::open(file);
+                writer = opened ? std::move(*opened) : nullptr;
+                return writer != nullptr;
+            },
+            [&] {
+                (void)writer->update(scope, testNow);
+                auto changed = tree / "root/f1" / ("file " + std::to_string(step++ % 100) + ".txt");
                 makeFile(changed, std::to_string(step));
-                (void)(*index)->refresh({ changed.string() }, scope, testNow);
-            }
-        }
-        close(ready[1]);
-        char byte = 0;
-        ASSERT_EQ(read(ready[0], &byte, 1), 1);
-        close(ready[0]);
-        std::this_thread::sleep_for(std::chrono::microseconds(random() % 150000));
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
+                (void)writer->refresh({ changed.string() }, scope, testNow);
+            },
+            std::chrono::microseconds(random() % 150000)));
 
         auto index = FileIndex::open(file);
         ASSERT_TRUE(index) << "round " << round << ": " << index.error().message;

@@ -1,8 +1,6 @@
 #include "Logic/ClipboardMonitor.h"
 
-#include "FakeDesktop.h"
-#include "FakeFolderWatching.h"
-#include "Support/TemporaryDirectory.h"
+#include "LauncherWorld.h"
 
 #include <gtest/gtest.h>
 
@@ -11,17 +9,9 @@ namespace {
 using namespace zeph;
 using namespace std::chrono_literals;
 
-struct MonitorFixture : testing::Test {
-    TemporaryDirectory folder;
-    FakeMainLoop loop;
-    FakeFolderWatching watching;
-    AppModel model { folder.path(), loop, watching, "/home/ann" };
-    FakeClipboard clipboard;
-    FakeKeyInjector keys { loop };
-    FakeFocusedApplication focus;
-    TextInserter inserter { clipboard, keys, focus, loop };
-    ClipboardMonitor monitor { model, clipboard, focus, inserter, loop };
-
+struct MonitorFixture
+    : testing::Test
+    , LauncherWorld {
     const std::vector<ClipboardItem>& history() { return model.clipboardHistory().get().items; }
 };
 

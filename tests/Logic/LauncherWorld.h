@@ -2,6 +2,7 @@
 
 #include "FakeDesktop.h"
 #include "FakeFolderWatching.h"
+#include "Logic/ClipboardMonitor.h"
 #include "Logic/LauncherController.h"
 #include "Support/StubScriptRunner.h"
 #include "Support/TemporaryDirectory.h"
@@ -65,13 +66,14 @@ public:
     int cancels = 0;
 };
 
-// The whole launcher over fakes of the desktop: a home folder with a few files, the model, and
-// every object the controller needs.
+// The whole launcher over fakes of the desktop: a home folder with a few files, the model over its
+// data folder (or over one given), and every object of the application.
 struct LauncherWorld {
     TemporaryDirectory home;
     FakeMainLoop loop;
     FakeFolderWatching watching;
-    AppModel model { home / "data", loop, watching, home.path().string() };
+    std::vector<std::string> logLines;
+    AppModel model;
     FakeHotKeyService hotkeyService;
     HotKeyCenter hotkeys { hotkeyService, loop };
     FakeDesktopServices desktop;
@@ -83,9 +85,14 @@ struct LauncherWorld {
     FakeFillInPrompting prompt;
     TextInserter inserter { clipboard, keys, focus, loop };
     SnippetExpander expander { model, keyEvents, keys, inserter, focus, prompt, clipboard, loop,
-        Calendar {}, [](const std::string&) {} };
+        Calendar {}, [this](const std::string& line) { logLines.push_back(line); } };
+    ClipboardMonitor monitor { model, clipboard, focus, inserter, loop };
     std::shared_ptr<StubScriptRunner> scripts = std::make_shared<StubScriptRunner>();
-    MakeScriptRunner makeScriptRunner = [this](const std::filesystem::path&) { return scripts; };
+    std::vector<std::filesystem::path> scriptFolders;
+    MakeScriptRunner makeScriptRunner = [this](const std::filesystem::path& workingDirectory) {
+        scriptFolders.push_back(workingDirectory);
+        return scripts;
+    };
     WorkflowExecutor executor { model, hotkeys,
         { desktop, notifier, clipboard, inserter, loop, [] { return true; } }, makeScriptRunner };
     FakeFileSearching files;
@@ -94,7 +101,8 @@ struct LauncherWorld {
     LauncherController launcher { { model, executor, expander, inserter, desktop, clipboard, files,
         view, loop, makeScriptRunner, [this] { ++preferencesOpened; } } };
 
-    LauncherWorld()
+    explicit LauncherWorld(std::optional<std::filesystem::path> dataFolder = std::nullopt)
+        : model(dataFolder.value_or(home / "data"), loop, watching, home.path().string())
     {
         for (auto name : { "Documents/report 2024.pdf", "Documents/Notes/todo.txt" }) {
             std::filesystem::create_directories((home / name).parent_path());

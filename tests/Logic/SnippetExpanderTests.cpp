@@ -1,8 +1,6 @@
 #include "Logic/SnippetExpander.h"
 
-#include "FakeDesktop.h"
-#include "FakeFolderWatching.h"
-#include "Support/TemporaryDirectory.h"
+#include "LauncherWorld.h"
 
 #include <gtest/gtest.h>
 
@@ -14,21 +12,9 @@ using Tap = FakeKeyInjector::Tap;
 
 constexpr std::uint32_t control = 4, shift = 8;
 
-struct ExpanderFixture : testing::Test {
-    TemporaryDirectory folder;
-    FakeMainLoop loop;
-    FakeFolderWatching watching;
-    AppModel model { folder.path(), loop, watching, "/home/ann" };
-    FakeClipboard clipboard;
-    FakeKeyInjector keys { loop };
-    FakeKeyEventSource keyEvents;
-    FakeFocusedApplication focus;
-    FakeFillInPrompting prompt;
-    TextInserter inserter { clipboard, keys, focus, loop };
-    std::vector<std::string> log;
-    SnippetExpander expander { model, keyEvents, keys, inserter, focus, prompt, clipboard, loop,
-        Calendar {}, [this](const std::string& line) { log.push_back(line); } };
-
+struct ExpanderFixture
+    : testing::Test
+    , LauncherWorld {
     void SetUp() override
     {
         model.snippetCollections().set({ SnippetCollection { .id = "c",
@@ -226,7 +212,7 @@ TEST_F(ExpanderFixture, ListensOnlyWhenSomethingCanExpand)
         { SnippetCollection { .snippets = { { .keyword = "x", .content = "y" } } } });
     model.snippetCollections().set(
         { SnippetCollection { .snippets = { { .keyword = "z", .content = "y" } } } });
-    EXPECT_EQ(log,
+    EXPECT_EQ(logLines,
         std::vector<std::string> {
             "Zeph Launcher: could not listen to the keyboard (no X11 display?)" });
 }

@@ -1,9 +1,6 @@
 #include "Logic/WorkflowExecutor.h"
 
-#include "FakeDesktop.h"
-#include "FakeFolderWatching.h"
-#include "Support/StubScriptRunner.h"
-#include "Support/TemporaryDirectory.h"
+#include "LauncherWorld.h"
 
 #include <gtest/gtest.h>
 
@@ -42,28 +39,9 @@ const KeyCombo ctrlAltF { .keyCode = 3,
 const KeyCombo ctrlAltG { .keyCode = 5,
     .modifiers = KeyCombo::Modifiers::control | KeyCombo::Modifiers::option };
 
-struct ExecutorFixture : testing::Test {
-    TemporaryDirectory folder;
-    FakeMainLoop loop;
-    FakeFolderWatching watching;
-    AppModel model { folder.path(), loop, watching, "/home/ann" };
-    FakeHotKeyService hotkeyService;
-    HotKeyCenter hotkeys { hotkeyService, loop };
-    FakeDesktopServices desktop;
-    FakeNotifier notifier;
-    FakeClipboard clipboard;
-    FakeKeyInjector keys { loop };
-    FakeFocusedApplication focus;
-    TextInserter inserter { clipboard, keys, focus, loop };
-    std::shared_ptr<StubScriptRunner> scripts = std::make_shared<StubScriptRunner>();
-    std::vector<std::filesystem::path> scriptFolders;
-    WorkflowExecutor executor { model, hotkeys,
-        { desktop, notifier, clipboard, inserter, loop, [] { return false; } },
-        [this](const std::filesystem::path& workingDirectory) {
-            scriptFolders.push_back(workingDirectory);
-            return scripts;
-        } };
-};
+struct ExecutorFixture
+    : testing::Test
+    , LauncherWorld { };
 
 TEST_F(ExecutorFixture, KeepsOneHotKeyPerEnabledBinding)
 {
@@ -101,7 +79,7 @@ TEST_F(ExecutorFixture, AHotKeyRunsWithTheSelectionOffTheMainThread)
     EXPECT_EQ(
         desktop.calls, std::vector<std::string> { "open https://example.com/?q=tax%20forms" });
     EXPECT_EQ(notifier.notifications, std::vector<std::string> { "Searched: tax forms" });
-    EXPECT_EQ(scriptFolders.at(0), folder.path() / "Workflows" / "w");
+    EXPECT_EQ(scriptFolders.at(0), model.dataFolder() / "Workflows" / "w");
 
     // From the clipboard instead.
     model.workflows().set({ searchWorkflow("w", ctrlAltF, true, HotkeyInput::clipboard) });

@@ -3,6 +3,7 @@
 #include "Clipboard/ClipboardHistory.h"
 #include "Snippets/Snippet.h"
 #include "Support/FakeFileWriter.h"
+#include "Support/KillTesting.h"
 #include "Support/TemporaryDirectory.h"
 
 #include <chrono>
@@ -347,27 +348,19 @@ TEST(JSONFileStore, AKillAtAnyMomentLeavesTheOldOrTheNewDocument)
     std::mt19937 random(20261113);
     int sawNew = 0;
     for (int round = 0; round < 30; ++round) {
-        // The child says when its first save is done, so that every kill lands inside the loop of
-        // saves however slow the build (sanitizers) makes them.
-        int ready[2];
-        ASSERT_EQ(pipe(ready), 0);
-        pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            close(ready[0]);
-            Store store("clipboard.json", folder.path());
-            store.save(newer);
-            (void)!write(ready[1], "x", 1);
-            for (bool isNew = false;; isNew = !isNew)
-                store.save(isNew ? newer : old);
-        }
-        close(ready[1]);
-        char byte = 0;
-        ASSERT_EQ(read(ready[0], &byte, 1), 1);
-        close(ready[0]);
-        std::this_thread::sleep_for(std::chrono::microseconds(random() % 60000));
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
+        std::optional<Store> store;
+        bool isNew = false;
+        ASSERT_TRUE(killWhileRunning(
+            [&] {
+                store.emplace("clipboard.json", folder.path());
+                store->save(newer);
+                return true;
+            },
+            [&] {
+                isNew = !isNew;
+                store->save(isNew ? old : newer);
+            },
+            std::chrono::microseconds(random() % 60000)));
         auto bytes = readFile(folder / "clipboard.json");
         ASSERT_TRUE(bytes == oldBytes || bytes == newBytes)
             << "round " << round << ": " << bytes.size() << " bytes";

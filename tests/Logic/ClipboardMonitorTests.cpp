@@ -15,13 +15,9 @@ struct MonitorFixture
     const std::vector<ClipboardItem>& history() { return model.clipboardHistory().get().items; }
 };
 
-// A 1×1 PNG.
-const std::string png
-    = std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\x01\0\0\0\x01\x08\x06\0\0\0", 29)
-    + std::string("\x1f\x15\xc4\x89\0\0\0\nIDATx\x9c"
-                  "c\0\x01\0\0\x05\0\x01\r\n-\xb4\0\0\0\0IEND\xae"
-                  "B`\x82",
-        41);
+// The start of a 1×1 PNG: its signature and header, which is what tells its size.
+constexpr char pngHeader[] = "\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\x01\0\0\0\x01\x08\x06\0\0\0";
+const std::string png(pngHeader, sizeof pngHeader - 1);
 
 TEST_F(MonitorFixture, KeepsWhatIsCopiedFromNowOn)
 {

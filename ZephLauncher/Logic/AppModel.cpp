@@ -110,9 +110,9 @@ std::filesystem::path AppModel::clipboardImagesFolder() const
 
 void AppModel::subscribe()
 {
-    auto later = [this](DelayedTask& task, std::chrono::milliseconds delay, auto save) {
-        return [this, &task, delay, save](const auto& value) {
-            task.schedule(delay, [this, save, value] { save(value); });
+    auto later = [](DelayedTask& task, std::chrono::milliseconds delay, auto save) {
+        return [&task, delay, save](const auto& value) {
+            task.schedule(delay, [save, value] { save(value); });
         };
     };
     m_subscriptions.push_back(m_clipboardHistory.subscribe(

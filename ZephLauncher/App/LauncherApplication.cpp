@@ -1,0 +1,206 @@
+#include "App/LauncherApplication.h"
+
+#include "App/KeyTable.h"
+#include "Logic/PanelPlacement.h"
+#include "Workflows/ProcessScriptRunner.h"
+
+#include <QApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QGuiApplication>
+#include <xcb/xcb.h>
+
+#include <cstdio>
+
+namespace zeph {
+
+namespace {
+
+std::string homeFolder()
+{
+    auto home = qEnvironmentVariable("HOME");
+    return home.isEmpty() ? std::string("/") : home.toStdString();
+}
+
+MakeScriptRunner processScripts()
+{
+    return [](const std::filesystem::path& folder) {
+        return std::make_shared<ProcessScriptRunner>(folder);
+    };
+}
+
+// The desktop's colour scheme from the settings portal: 1 is "prefer dark".
+bool desktopPrefersDark()
+{
+    auto message = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.portal.Desktop"),
+        QStringLiteral("/org/freedesktop/portal/desktop"),
+        QStringLiteral("org.freedesktop.portal.Settings"), QStringLiteral("Read"));
+    message << QStringLiteral("org.freedesktop.appearance") << QStringLiteral("color-scheme");
+    auto reply = QDBusConnection::sessionBus().call(message, QDBus::Block, 200);
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
+        return false;
+    auto value = reply.arguments().first().value<QDBusVariant>().variant();
+    // The portal wraps the value once more in older versions of its interface.
+    if (value.canConvert<QDBusVariant>())
+        value = value.value<QDBusVariant>().variant();
+    return value.toUInt() == 1;
+}
+
+// A compositing manager owns the _NET_WM_CM_S<screen> selection.
+bool compositorRuns()
+{
+    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (!x11)
+        return true; // Wayland compositors always composite.
+    auto* connection = x11->connection();
+    auto name = QByteArrayLiteral("_NET_WM_CM_S0");
+    auto atomReply = xcb_intern_atom_reply(connection,
+        xcb_intern_atom(connection, 1, static_cast<std::uint16_t>(name.size()), name.constData()),
+        nullptr);
+    if (!atomReply)
+        return false;
+    auto atom = atomReply->atom;
+    std::free(atomReply);
+    if (atom == XCB_ATOM_NONE)
+        return false;
+    auto* owner = xcb_get_selection_owner_reply(
+        connection, xcb_get_selection_owner(connection, atom), nullptr);
+    bool owned = owner && owner->owner != XCB_NONE;
+    std::free(owner);
+    return owned;
+}
+
+} // namespace
+
+LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, LauncherBus& bus)
+    : m_model(dataFolder, m_loop, m_watching, homeFolder())
+    , m_hotkeys(m_hotkeyService, m_loop)
+    , m_inserter(m_clipboard, m_keys, m_focus, m_loop)
+    , m_workflows(m_model, m_hotkeys,
+          { m_desktop, m_desktop, m_clipboard, m_inserter, m_loop,
+              [this] { return m_model.settings().get().snippets.restoreClipboard; } },
+          processScripts())
+    , m_snippets(m_model, m_keyEvents, m_keys, m_inserter, m_focus, m_prompt, m_clipboard, m_loop,
+          Calendar::current(),
+          [](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); })
+    , m_clipboardMonitor(m_model, m_clipboard, m_focus, m_inserter, m_loop)
+    , m_files(dataFolder / "files.sqlite", homeFolder(), m_loop)
+    , m_panel(dataFolder)
+    , m_launcher({ m_model, m_workflows, m_snippets, m_inserter, m_desktop, m_clipboard, m_files,
+          m_panel, m_loop, processScripts(), [] {} })
+    , m_indexer([this](ApplicationIndex index) {
+        m_loop.post([this, index = std::move(index)]() mutable {
+            m_model.indexedApplicationCount().set(static_cast<int>(index.applications.size()));
+            m_model.engine().setApplications(std::move(index.applications));
+            m_model.engine().setSystemSettings(std::move(index.systemSettings));
+        });
+    })
+{
+    m_clipboardMonitor.start();
+    m_panel.setController(&m_launcher);
+    m_snippets.isLauncherKey = [this] { return m_panel.isPanelKey(); };
+    applyTheme();
+
+    const auto& settings = m_model.settings();
+    m_subscriptions.push_back(m_model.settings().subscribe([this, last = settings.get()](
+                                                               const AppSettings& now) mutable {
+        auto before = std::exchange(last, now);
+        if (now.hotkey != before.hotkey)
+            registerLauncherHotkey();
+        if (now.showMenuBarIcon != before.showMenuBarIcon)
+            rebuildTray();
+        if (now.search.applicationFolders != before.search.applicationFolders)
+            m_indexer.setFolders(now.search.applicationFolders);
+        if (now.themeID != before.themeID || now.verticalPosition != before.verticalPosition)
+            applyTheme();
+        m_workflowHotkeys.schedule(
+            std::chrono::milliseconds(300), [this] { m_workflows.refreshHotkeys(); });
+    }));
+    m_subscriptions.push_back(m_model.customThemes().subscribe([this](const auto&) { applyTheme(); }));
+    m_indexer.setFolders(settings.get().search.applicationFolders);
+    registerLauncherHotkey();
+    m_workflows.refreshHotkeys();
+    rebuildTray();
+
+    bus.onToggle = [this] { m_launcher.toggle(); };
+    bus.onShow = [this] { m_launcher.show(); };
+    QObject::connect(qApp, &QCoreApplication::aboutToQuit, [this] { m_model.saveAll(); });
+}
+
+LauncherApplication::~LauncherApplication() = default;
+
+void LauncherApplication::applyTheme()
+{
+    const auto& settings = m_model.settings().get();
+    const auto& theme = m_model.customThemes().get().theme(settings.themeID);
+    m_panel.setStyle(PanelStyle::make(theme, desktopPrefersDark(), compositorRuns()));
+    m_panel.setVerticalPosition(settings.verticalPosition);
+}
+
+void LauncherApplication::registerLauncherHotkey()
+{
+    if (m_launcherHotkeyID)
+        m_hotkeys.unregister(*m_launcherHotkeyID);
+    const auto& combo = m_model.settings().get().hotkey;
+    m_launcherHotkeyID = m_hotkeys.register_(combo, [this] { m_launcher.toggle(); });
+    if (!m_launcherHotkeyID)
+        std::fprintf(stderr, "Zeph Launcher: hotkey %s is unavailable\n",
+            KeyTable::displayText(combo).c_str());
+    rebuildTray();
+}
+
+void LauncherApplication::tell(const std::string& title, const std::string& body)
+{
+    m_desktop.notify(title, body);
+}
+
+void LauncherApplication::rebuildTray()
+{
+    const auto& settings = m_model.settings().get();
+    if (!settings.showMenuBarIcon) {
+        m_tray.reset();
+        m_menu.reset();
+        return;
+    }
+    auto shortcut = "Shortcut: " + KeyTable::displayText(settings.hotkey)
+        + (m_launcherHotkeyID ? "" : " (unavailable)");
+    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
+        // Without a tray, what its menu would show of the hot key comes as a notification, once.
+        if (!m_launcherHotkeyID && !m_hasToldTrayless) {
+            m_hasToldTrayless = true;
+            tell("Zeph Launcher", shortcut + ". Bind `zeph-launcher --toggle` in the keyboard settings.");
+        }
+        return;
+    }
+    auto menu = std::make_unique<QMenu>();
+    QObject::connect(menu->addAction(QStringLiteral("Open Zeph Launcher")), &QAction::triggered,
+        [this] { m_launcher.show(); });
+    menu->addAction(QString::fromStdString(shortcut))->setEnabled(false);
+    menu->addSeparator();
+    auto* preferences = menu->addAction(QStringLiteral("Settings…"));
+    preferences->setShortcut(QKeySequence(QStringLiteral("Ctrl+,")));
+    preferences->setEnabled(false); // The settings window comes with the windows of the next step.
+    QObject::connect(menu->addAction(QStringLiteral("Reset Launcher Position")), &QAction::triggered,
+        [this] { PanelPlacement::forgetPosition(m_model.dataFolder()); });
+    QObject::connect(menu->addAction(QStringLiteral("Rebuild App Index")), &QAction::triggered,
+        [this] { m_indexer.rescan(); });
+    menu->addSeparator();
+    auto* quit = menu->addAction(QStringLiteral("Quit Zeph Launcher"));
+    quit->setShortcut(QKeySequence(QStringLiteral("Ctrl+Q")));
+    QObject::connect(quit, &QAction::triggered, qApp, &QCoreApplication::quit);
+    if (!m_tray) {
+        m_tray = std::make_unique<QSystemTrayIcon>(QIcon::fromTheme(QStringLiteral("system-search")));
+        m_tray->setToolTip(QStringLiteral("Zeph Launcher"));
+        QObject::connect(m_tray.get(), &QSystemTrayIcon::activated,
+            [this](QSystemTrayIcon::ActivationReason reason) {
+                if (reason == QSystemTrayIcon::Trigger)
+                    m_launcher.toggle();
+            });
+    }
+    m_tray->setContextMenu(menu.get());
+    m_menu = std::move(menu);
+    m_tray->show();
+}
+
+} // namespace zeph

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "App/DesktopLauncher.h"
+#include "App/FillInDialog.h"
+#include "App/IndexedFileSearching.h"
+#include "App/LauncherBus.h"
+#include "App/LauncherPanel.h"
+#include "App/QtClipboard.h"
+#include "App/QtFolderWatching.h"
+#include "App/QtMainLoop.h"
+#include "App/UnavailableKeyEvents.h"
+#include "App/X11Focus.h"
+#include "App/X11HotKeys.h"
+#include "App/X11KeyInjector.h"
+#include "Logic/AppModel.h"
+#include "Logic/ClipboardMonitor.h"
+#include "Logic/HotKeyCenter.h"
+#include "Logic/LauncherController.h"
+#include "Logic/SnippetExpander.h"
+#include "Logic/TextInserter.h"
+#include "Logic/WorkflowExecutor.h"
+#include "Search/AppIndexer.h"
+
+#include <QMenu>
+#include <QSystemTrayIcon>
+
+#include <memory>
+
+namespace zeph {
+
+// The application: every long-lived object, made in a fixed order, the launcher's hot key, the
+// tray icon and its menu, and everything written out at the end.
+class LauncherApplication {
+public:
+    LauncherApplication(std::filesystem::path dataFolder, LauncherBus& bus);
+    ~LauncherApplication();
+    LauncherApplication(const LauncherApplication&) = delete;
+    LauncherApplication& operator=(const LauncherApplication&) = delete;
+
+    LauncherController& launcher() { return m_launcher; }
+    LauncherPanel& panel() { return m_panel; }
+
+private:
+    void registerLauncherHotkey();
+    void rebuildTray();
+    void applyTheme();
+    void tell(const std::string& title, const std::string& body);
+
+    QtMainLoop m_loop;
+    QtFolderWatching m_watching;
+    AppModel m_model;
+    X11HotKeys m_hotkeyService;
+    HotKeyCenter m_hotkeys;
+    DesktopLauncher m_desktop;
+    QtClipboard m_clipboard;
+    X11KeyInjector m_keys;
+    UnavailableKeyEvents m_keyEvents;
+    X11Focus m_focus;
+    FillInDialog m_prompt;
+    TextInserter m_inserter;
+    WorkflowExecutor m_workflows;
+    SnippetExpander m_snippets;
+    ClipboardMonitor m_clipboardMonitor;
+    IndexedFileSearching m_files;
+    LauncherPanel m_panel;
+    LauncherController m_launcher;
+    AppIndexer m_indexer;
+    std::unique_ptr<QSystemTrayIcon> m_tray;
+    std::unique_ptr<QMenu> m_menu;
+    std::optional<std::uint32_t> m_launcherHotkeyID;
+    bool m_hasToldTrayless = false;
+    std::vector<Subscription> m_subscriptions;
+    DelayedTask m_workflowHotkeys { m_loop };
+};
+
+} // namespace zeph

@@ -1,0 +1,39 @@
+#include "App/LauncherBus.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+
+namespace zeph {
+
+bool LauncherBus::registerService()
+{
+    auto bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected() || !bus.registerService(QString::fromLatin1(service)))
+        return false;
+    return bus.registerObject(QString::fromLatin1(path), this, QDBusConnection::ExportAllSlots);
+}
+
+bool LauncherBus::call(const char* method)
+{
+    auto bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return false;
+    auto message = QDBusMessage::createMethodCall(QString::fromLatin1(service),
+        QString::fromLatin1(path), QString::fromLatin1(service), QString::fromLatin1(method));
+    auto reply = bus.call(message, QDBus::Block, 2000);
+    return reply.type() == QDBusMessage::ReplyMessage;
+}
+
+void LauncherBus::Toggle()
+{
+    if (onToggle)
+        onToggle();
+}
+
+void LauncherBus::Show()
+{
+    if (onShow)
+        onShow();
+}
+
+} // namespace zeph

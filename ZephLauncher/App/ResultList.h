@@ -1,0 +1,50 @@
+#pragma once
+
+#include "App/Icons.h"
+#include "App/PanelStyle.h"
+#include "Logic/LauncherDisplay.h"
+
+#include <QWidget>
+
+#include <functional>
+
+namespace zeph {
+
+// The panel's list, painted directly: section headers, rows with icon, highlighted title, subtitle
+// and shortcut; or, while it is open, the actions list. Scrolls to keep the selection in sight.
+class ResultList final : public QWidget {
+public:
+    explicit ResultList(QWidget* parent);
+
+    void setStyle(const PanelStyle& style);
+    void show(const LauncherDisplay& display);
+
+    // A click, with the modifiers held; the index is the row's in the display, or the action's.
+    std::function<void(int index, Qt::KeyboardModifiers modifiers)> onRowClicked;
+    std::function<void(int index)> onActionClicked;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    int rowHeight(int index) const;
+    int headerHeight() const;
+    int contentHeight() const;
+    int top(int index) const;
+    int count() const;
+    int selected() const;
+    void keepSelectionVisible();
+    void paintRow(QPainter& painter, QRect rect, const LauncherDisplay::Row& row, int ordinal,
+        bool isSelected);
+    void paintAction(QPainter& painter, QRect rect, const LauncherAction& action, bool isSelected);
+
+    PanelStyle m_style;
+    LauncherDisplay m_display;
+    Icons m_icons;
+    int m_scroll = 0;
+};
+
+} // namespace zeph

@@ -1,0 +1,43 @@
+#include "App/X11KeyInjector.h"
+
+#include "App/KeyTable.h"
+
+#include <QGuiApplication>
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+
+#include <vector>
+
+namespace zeph {
+
+X11KeyInjector::X11KeyInjector()
+{
+    if (auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>())
+        m_display = x11->display();
+}
+
+void X11KeyInjector::tap(std::uint32_t keyCode, KeyCombo::Modifiers modifiers)
+{
+    auto keySym = KeyTable::x11KeySym(keyCode);
+    if (!m_display || !keySym)
+        return;
+    using Modifiers = KeyCombo::Modifiers;
+    std::vector<::KeyCode> held;
+    for (auto [modifier, sym] : { std::pair { Modifiers::control, XK_Control_L },
+             std::pair { Modifiers::option, XK_Alt_L }, std::pair { Modifiers::shift, XK_Shift_L },
+             std::pair { Modifiers::command, XK_Super_L } }) {
+        if (modifiers.contains(modifier))
+            held.push_back(XKeysymToKeycode(m_display, sym));
+    }
+    for (auto code : held)
+        XTestFakeKeyEvent(m_display, code, True, CurrentTime);
+    auto code = XKeysymToKeycode(m_display, *keySym);
+    XTestFakeKeyEvent(m_display, code, True, CurrentTime);
+    XTestFakeKeyEvent(m_display, code, False, CurrentTime);
+    for (auto it = held.rbegin(); it != held.rend(); ++it)
+        XTestFakeKeyEvent(m_display, *it, False, CurrentTime);
+    XFlush(m_display);
+}
+
+} // namespace zeph

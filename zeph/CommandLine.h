@@ -1,5 +1,6 @@
 #pragma once
 
+#include "RunningApplication.h"
 #include "Snippets/Snippet.h"
 #include "Storage/JSONFileStore.h"
 #include "Storage/Paths.h"
@@ -90,6 +91,44 @@ struct DateOptions {
     Result<Chosen> chosen() const;
 };
 
+// A change made through the running application, for a document it keeps in memory: `change`
+// returns whether to save, as for changeDocument. Nothing when no application runs on the data
+// folder; the file is then the document.
+template <typename Document, typename Change>
+std::optional<Result<Document>> changeThroughApplication(
+    const std::filesystem::path& folder, std::string_view fileName, Change& change)
+{
+    if (!Paths::isApplicationDocument(fileName))
+        return std::nullopt;
+    // A change of the application's own between reading and writing back refuses the write;
+    // then the change is made again on what it holds now.
+    for (int attempt = 0; attempt < 8; ++attempt) {
+        auto held = RunningApplication::get(folder, fileName);
+        if (!held)
+            return std::nullopt;
+        auto json = Json::parse(held->text);
+        auto document = json ? DocumentCoding<Document>::decode(*json)
+                             : Result<Document>(Error { "The application sent no JSON." });
+        if (!document || !change(*document))
+            return document;
+        auto text = Json::documentText(DocumentCoding<Document>::encode(*document));
+        if (!text)
+            return Result<Document>(text.error());
+        auto refusal = RunningApplication::set(folder, fileName, *text, held->version);
+        if (!refusal)
+            return std::nullopt;
+        if (refusal->empty())
+            return document;
+        if (*refusal != RunningApplication::staleRefusal)
+            return Result<Document>(Error { *refusal });
+    }
+    return Result<Document>(Error { "The application kept changing " + std::string(fileName)
+        + " while this change was made; nothing was changed." });
+}
+
+// changeDocument, through the running application where it keeps the document, with a warning
+// when the document could not be decoded and was moved aside; the warning ends with `startsFrom`,
+// which says what the change started from instead.
 // A document read only to show it: nothing is locked or moved aside, for the document belongs to
 // whoever changes it. A missing one gives `fallback`, and so does an undecodable one, after a
 // warning that ends with `meanwhile`, what holds until the document is replaced.
@@ -97,6 +136,9 @@ template <typename Document>
 Document documentToShow(const std::filesystem::path& folder, std::string_view fileName,
     Document fallback, std::string_view meanwhile)
 {
+    auto unchanged = [](Document&) { return false; };
+    if (auto held = changeThroughApplication<Document>(folder, fileName, unchanged); held && *held)
+        return std::move(**held);
     auto document = peekDocument<Document>(folder, std::string(fileName));
     if (!document) {
         warn(document.error().message + " Until it is replaced, " + std::string(meanwhile));
@@ -105,12 +147,12 @@ Document documentToShow(const std::filesystem::path& folder, std::string_view fi
     return document->has_value() ? std::move(**document) : std::move(fallback);
 }
 
-// changeDocument, with a warning when the document could not be decoded and was moved aside; the
-// warning ends with `startsFrom`, which says what the change started from instead.
 template <typename Document, typename Change>
 Result<Document> changeReporting(const std::filesystem::path& folder, std::string_view fileName,
     Document fallback, Change&& change, std::string_view startsFrom)
 {
+    if (auto changed = changeThroughApplication<Document>(folder, fileName, change))
+        return std::move(*changed);
     auto result = changeDocument(
         folder, std::string(fileName), std::move(fallback), std::forward<Change>(change));
     if (!result)

@@ -57,7 +57,18 @@ double saturated(double sum)
 
 KnowledgeBase::KnowledgeBase() = default;
 
-KnowledgeBase::KnowledgeBase(Snapshot snapshot)
+KnowledgeBase::KnowledgeBase(Snapshot snapshot) { load(std::move(snapshot)); }
+
+void KnowledgeBase::replace(Snapshot snapshot)
+{
+    std::lock_guard lock(m_lock);
+    m_keys.clear();
+    compactItems();
+    load(std::move(snapshot));
+    m_dirty = true;
+}
+
+void KnowledgeBase::load(Snapshot snapshot)
 {
     for (auto& [key, items] : snapshot.entries) {
         StoredItems stored;

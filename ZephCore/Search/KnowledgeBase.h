@@ -72,6 +72,8 @@ public:
     // Removes the item under every key, and the keys it leaves empty; true when there was any.
     bool forget(std::string_view itemID);
     void reset();
+    // Everything learned becomes `snapshot`, as another program wrote it.
+    void replace(Snapshot snapshot);
 
     Snapshot snapshot() const;
     bool isDirty() const;
@@ -88,6 +90,7 @@ private:
     using StoredItems = std::vector<StoredEntry>;
 
     ItemIndex intern(std::string_view itemID);
+    void load(Snapshot snapshot);
     // Adds each item's decayed count times `weight` to its sum in the scratch.
     void addToSums(const StoredItems& items, double weight, Date now) const;
     // The sums of the scratch, each passed through `finish`; leaves the scratch empty.

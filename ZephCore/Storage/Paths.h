@@ -23,6 +23,14 @@ inline constexpr std::string_view workflowsFolder = "Workflows";
 inline constexpr std::string_view agentLockFile = ".agent.lock";
 inline constexpr std::string_view corruptExtension = ".corrupt";
 
+// The documents the running application keeps in memory and writes itself: while it runs, other
+// programs change them through it (the session bus), not in the file.
+constexpr bool isApplicationDocument(std::string_view fileName)
+{
+    return fileName == settingsFile || fileName == themesFile || fileName == knowledgeFile
+        || fileName == clipboardFile;
+}
+
 // What decides the data folder: the process environment, or what a test or the command line sets.
 struct Environment {
     std::optional<std::string> dataDirectory {}; // ZEPH_DATA_DIR, or the command line's --data-dir.

@@ -125,6 +125,17 @@ LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, Launc
 
     bus.onToggle = [this] { m_launcher.toggle(); };
     bus.onShow = [this] { m_launcher.show(); };
+    bus.onGetDocument = [this](const std::string& folder, const std::string& name)
+        -> std::optional<std::pair<std::string, std::uint64_t>> {
+        auto document = m_documents.get(folder, name);
+        if (!document)
+            return std::nullopt;
+        return std::pair { std::move(document->text), document->version };
+    };
+    bus.onSetDocument = [this](const std::string& folder, const std::string& name,
+                            const std::string& text, std::uint64_t version) {
+        return m_documents.set(folder, name, text, version);
+    };
     QObject::connect(qApp, &QCoreApplication::aboutToQuit, [this] { m_model.saveAll(); });
 }
 

@@ -14,6 +14,7 @@
 #include "App/X11KeyInjector.h"
 #include "Logic/AppModel.h"
 #include "Logic/ClipboardMonitor.h"
+#include "Logic/DocumentExchange.h"
 #include "Logic/HotKeyCenter.h"
 #include "Logic/LauncherController.h"
 #include "Logic/SnippetExpander.h"
@@ -65,6 +66,7 @@ private:
     LauncherPanel m_panel;
     LauncherController m_launcher;
     AppIndexer m_indexer;
+    DocumentExchange m_documents { m_model };
     std::unique_ptr<QSystemTrayIcon> m_tray;
     std::unique_ptr<QMenu> m_menu;
     std::optional<std::uint32_t> m_launcherHotkeyID;

@@ -37,3 +37,29 @@ void LauncherBus::Show()
 }
 
 } // namespace zeph
+
+namespace zeph {
+
+bool LauncherBus::GetDocument(
+    const QString& folder, const QString& name, QString& text, qulonglong& version)
+{
+    auto document = onGetDocument ? onGetDocument(folder.toStdString(), name.toStdString())
+                                  : std::nullopt;
+    if (!document)
+        return false;
+    text = QString::fromStdString(document->first);
+    version = document->second;
+    return true;
+}
+
+QString LauncherBus::SetDocument(
+    const QString& folder, const QString& name, const QString& text, qulonglong version)
+{
+    if (!onSetDocument)
+        return QStringLiteral("The application is not ready.");
+    auto refusal = onSetDocument(
+        folder.toStdString(), name.toStdString(), text.toStdString(), version);
+    return refusal ? QString::fromStdString(*refusal) : QString();
+}
+
+} // namespace zeph

@@ -2,7 +2,10 @@
 
 #include <QObject>
 
+#include <cstdint>
 #include <functional>
+#include <optional>
+#include <string>
 
 namespace zeph {
 
@@ -23,10 +26,22 @@ public:
 
     std::function<void()> onToggle;
     std::function<void()> onShow;
+    // The command line's changes to the documents the application keeps: see DocumentExchange.
+    std::function<std::optional<std::pair<std::string, std::uint64_t>>(
+        const std::string& folder, const std::string& name)>
+        onGetDocument;
+    std::function<std::optional<std::string>(const std::string& folder, const std::string& name,
+        const std::string& text, std::uint64_t version)>
+        onSetDocument;
 
 public Q_SLOTS:
     void Toggle();
     void Show();
+    // False when the application keeps no such document for that data folder.
+    bool GetDocument(const QString& folder, const QString& name, QString& text, qulonglong& version);
+    // Empty text when taken; else why not.
+    QString SetDocument(
+        const QString& folder, const QString& name, const QString& text, qulonglong version);
 };
 
 } // namespace zeph

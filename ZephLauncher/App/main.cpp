@@ -3,9 +3,41 @@
 #include "Storage/Paths.h"
 
 #include <QApplication>
+#include <QSocketNotifier>
 
+#include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+int signalPipe[2] = { -1, -1 };
+
+void onSignal(int)
+{
+    char byte = 1;
+    [[maybe_unused]] auto written = write(signalPipe[1], &byte, 1);
+}
+
+// SIGTERM (the session ending, a user service stopping) and SIGINT quit through the event loop,
+// so that every document is written out first.
+void quitOnSignals()
+{
+    if (pipe2(signalPipe, O_CLOEXEC | O_NONBLOCK) != 0)
+        return;
+    auto* notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, qApp);
+    QObject::connect(notifier, &QSocketNotifier::activated, qApp, [] { QCoreApplication::quit(); });
+    struct sigaction action {};
+    action.sa_handler = onSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
+}
+
+} // namespace
 
 // zeph-launcher [--toggle]: the launcher application, one per session. A second start shows the
 // panel of the first and exits; --toggle shows or hides it, for binding in the desktop's keyboard
@@ -35,10 +67,9 @@ int main(int argc, char** argv)
             return 1;
         }
         std::fprintf(stderr, "Zeph Launcher: no session bus; going on without one\n");
-    } else if (toggle) {
-        // Nothing ran: this start is the application, and the panel opens.
     }
 
+    quitOnSignals();
     zeph::LauncherApplication launcher(zeph::Paths::supportDirectory(), bus);
     if (toggle)
         launcher.launcher().show();

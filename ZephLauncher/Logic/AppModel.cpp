@@ -166,6 +166,22 @@ void AppModel::saveLocked(JSONFileStore<Document>& store, Document value)
     });
 }
 
+void AppModel::writeNow(std::string_view fileName)
+{
+    if (fileName == Paths::settingsFile) {
+        m_saveSettings.cancel();
+        m_writes.add([this, settings = m_settings.get()] { m_settingsStore.save(settings); });
+    } else if (fileName == Paths::themesFile) {
+        m_saveThemes.cancel();
+        m_writes.add([this, themes = m_customThemes.get()] { m_themeStore.save(themes); });
+    } else if (fileName == Paths::clipboardFile) {
+        m_saveClipboard.cancel();
+        m_writes.add([this, history = m_clipboardHistory.get()] { m_clipboardStore.save(history); });
+    } else if (fileName == Paths::knowledgeFile) {
+        saveKnowledge();
+    }
+}
+
 void AppModel::saveKnowledge()
 {
     if (!m_knowledge.isDirty())

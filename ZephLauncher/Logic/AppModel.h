@@ -58,6 +58,10 @@ public:
     // Removes one entry and its image file; false for an unknown id.
     bool removeClipboardItem(std::string_view id);
 
+    // Writes the settings, themes, clipboard history or learned ranking now rather than after its
+    // debounce, as a change from the command line asks; other names do nothing.
+    void writeNow(std::string_view fileName);
+
     // At termination: every document written now, on this thread, and the learned ranking if it
     // changed.
     void saveAll();

@@ -1,0 +1,167 @@
+"""The real application on a virtual X display with a session bus of its own.
+
+Run as `desktop_test.py ZEPH_LAUNCHER ZEPH [SCREENSHOT]`; it starts Xvfb and the bus itself when
+there is no display. A screenshot of the panel with results goes to SCREENSHOT when given.
+"""
+
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+launcher, zeph = sys.argv[1], sys.argv[2]
+screenshot = sys.argv[3] if len(sys.argv) > 3 else None
+
+if "ZEPH_TEST_INSIDE" not in os.environ:
+    os.environ["ZEPH_TEST_INSIDE"] = "1"
+    command = ["xvfb-run", "-a", "-s", "-screen 0 1280x800x24", "dbus-run-session", "--",
+               sys.executable] + sys.argv
+    sys.exit(subprocess.call(command))
+
+root = tempfile.mkdtemp(prefix="zeph-desktop-")
+home = os.path.join(root, "home")
+data = os.path.join(root, "data")
+marker = os.path.join(root, "launched")
+applications = os.path.join(home, ".local/share/applications")
+os.makedirs(applications)
+with open(os.path.join(applications, "marker-maker.desktop"), "w") as entry:
+    entry.write("[Desktop Entry]\nType=Application\nName=Marker Maker\n"
+                f"Exec=touch {marker}\n")
+environment = dict(os.environ, HOME=home, ZEPH_DATA_DIR=data, XDG_DATA_HOME=os.path.join(home, ".local/share"))
+failures = []
+
+
+def check(condition, what):
+    print(("ok   " if condition else "FAIL ") + what, flush=True)
+    if not condition:
+        failures.append(what)
+
+
+def run(*arguments, **options):
+    return subprocess.run(list(arguments), env=environment, capture_output=True, text=True,
+                          timeout=20, **options)
+
+
+def wait_for(predicate, seconds=5.0):
+    deadline = time.monotonic() + seconds
+    while time.monotonic() < deadline:
+        if predicate():
+            return True
+        time.sleep(0.05)
+    return predicate()
+
+
+def bus_has(name):
+    reply = run("dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus",
+                "/org/freedesktop/DBus", "org.freedesktop.DBus.NameHasOwner", f"string:{name}")
+    return "boolean true" in reply.stdout
+
+
+def panel_visible():
+    return run("xdotool", "search", "--onlyvisible", "--name", "^Zeph Launcher$").returncode == 0
+
+
+def panel_geometry():
+    window = run("xdotool", "search", "--onlyvisible", "--name", "^Zeph Launcher$").stdout.split()
+    if not window:
+        return None
+    lines = run("xdotool", "getwindowgeometry", "--shell", window[0]).stdout.split()
+    values = dict(line.split("=") for line in lines)
+    return tuple(int(values[key]) for key in ("X", "Y", "WIDTH", "HEIGHT"))
+
+
+def key(*names):
+    run("xdotool", "key", "--delay", "30", *names)
+
+
+def start(log_name, extra=None):
+    log = open(os.path.join(root, log_name), "w")
+    return subprocess.Popen([launcher], env=dict(environment, **(extra or {})), stdout=log,
+                            stderr=subprocess.STDOUT)
+
+
+def log_text(log_name):
+    with open(os.path.join(root, log_name)) as log:
+        return log.read()
+
+
+# Another client holds Alt+Space first: a launcher on a bus of its own, so that both run.
+holder = subprocess.Popen(["dbus-run-session", "--", launcher],
+                          env=dict(environment, ZEPH_DATA_DIR=os.path.join(root, "holder")),
+                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+time.sleep(1.5)
+application = start("refused.log")
+check(wait_for(lambda: bus_has("org.zeph.Launcher")), "the application takes its bus name")
+check(wait_for(lambda: "hotkey Alt+Space is unavailable" in log_text("refused.log")),
+      "a hot key that another client holds is reported")
+application.terminate()
+application.wait(timeout=10)
+holder.terminate()
+holder.wait(timeout=10)
+wait_for(lambda: not bus_has("org.zeph.Launcher"))
+
+began = time.monotonic()
+application = start("application.log")
+check(wait_for(lambda: bus_has("org.zeph.Launcher")), "the application starts")
+print(f"start to bus name: {(time.monotonic() - began) * 1000:.0f} ms", flush=True)
+time.sleep(0.3)
+
+key("alt+space")
+check(wait_for(panel_visible), "the hot key shows the panel")
+run("xdotool", "type", "--delay", "40", "marker")
+time.sleep(0.4)
+shot = os.path.join(root, "panel.png")
+run("import", "-window", "root", shot)
+geometry = panel_geometry()
+colours = 0
+if geometry:
+    x, y, width, height = geometry
+    colours = int(run("convert", shot, "-crop", f"{width}x{height}+{x}+{y}", "-format", "%k",
+                      "info:").stdout or 0)
+check(colours > 8, f"the panel with results is drawn ({colours} colours)")
+if screenshot and geometry:
+    run("convert", shot, "-crop", f"{geometry[2]}x{geometry[3]}+{geometry[0]}+{geometry[1]}",
+        screenshot)
+key("Return")
+check(wait_for(lambda: os.path.exists(marker)), "Return launches the desktop entry")
+check(wait_for(lambda: not panel_visible()), "launching hides the panel")
+
+key("alt+space")
+wait_for(panel_visible)
+key("Escape")
+check(wait_for(lambda: not panel_visible()), "Escape hides the panel")
+
+second = run(launcher)
+check(second.returncode == 0, "a second start exits at once")
+check(wait_for(panel_visible), "a second start shows the panel of the first")
+check(run(launcher, "--toggle").returncode == 0 and wait_for(lambda: not panel_visible()),
+      "--toggle hides the panel")
+check(run(launcher, "--toggle").returncode == 0 and wait_for(panel_visible),
+      "--toggle shows it again")
+top_before = (panel_geometry() or (0, 0))[1]
+key("Escape")
+wait_for(lambda: not panel_visible())
+
+changed = run(zeph, "config", "set", "verticalPosition", "0.3")
+check(changed.returncode == 0, "zeph config set succeeds while the application runs")
+run(launcher, "--toggle")
+wait_for(panel_visible)
+top_after = (panel_geometry() or (0, 0))[1]
+check(top_after >= top_before + 40, f"the application applies it (top {top_before} -> {top_after})")
+key("Escape")
+
+application.terminate()
+check(application.wait(timeout=10) == 0, "SIGTERM ends the application cleanly")
+with open(os.path.join(data, "settings.json")) as settings:
+    check('"verticalPosition": 0.3' in settings.read(), "its last save keeps the change")
+stopped = run(zeph, "config", "set", "verticalPosition", "0.25")
+check(stopped.returncode == 0, "without the application the command line writes the file")
+with open(os.path.join(data, "settings.json")) as settings:
+    check('"verticalPosition": 0.25' in settings.read(), "and the file holds it")
+
+if failures:
+    print(log_text("application.log"))
+shutil.rmtree(root, ignore_errors=True)
+sys.exit(1 if failures else 0)

@@ -1,6 +1,7 @@
 #include "App/LauncherApplication.h"
 
 #include "App/KeyTable.h"
+#include "Logic/Autostart.h"
 #include "Logic/PanelPlacement.h"
 #include "Workflows/ProcessScriptRunner.h"
 
@@ -110,6 +111,8 @@ LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, Launc
             registerLauncherHotkey();
         if (now.showMenuBarIcon != before.showMenuBarIcon)
             rebuildTray();
+        if (now.launchAtLogin != before.launchAtLogin)
+            applyAutostart();
         if (now.search.applicationFolders != before.search.applicationFolders)
             m_indexer.setFolders(now.search.applicationFolders);
         if (now.themeID != before.themeID || now.verticalPosition != before.verticalPosition)
@@ -119,6 +122,7 @@ LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, Launc
     }));
     m_subscriptions.push_back(m_model.customThemes().subscribe([this](const auto&) { applyTheme(); }));
     m_indexer.setFolders(settings.get().search.applicationFolders);
+    applyAutostart();
     registerLauncherHotkey();
     m_workflows.refreshHotkeys();
     rebuildTray();
@@ -154,11 +158,22 @@ void LauncherApplication::registerLauncherHotkey()
     if (m_launcherHotkeyID)
         m_hotkeys.unregister(*m_launcherHotkeyID);
     const auto& combo = m_model.settings().get().hotkey;
-    m_launcherHotkeyID = m_hotkeys.register_(combo, [this] { m_launcher.toggle(); });
+    m_launcherHotkeyID = m_hotkeys.register_(combo, [this] {
+        m_panel.traceFrom("hot key");
+        m_launcher.toggle();
+    });
     if (!m_launcherHotkeyID)
         std::fprintf(stderr, "Zeph Launcher: hotkey %s is unavailable\n",
             KeyTable::displayText(combo).c_str());
     rebuildTray();
+}
+
+void LauncherApplication::applyAutostart()
+{
+    auto executable = QCoreApplication::applicationFilePath().toStdString();
+    if (auto error = Autostart::apply(m_model.settings().get().launchAtLogin,
+            Autostart::folder(homeFolder()), executable))
+        std::fprintf(stderr, "Zeph Launcher: %s\n", error->message.c_str());
 }
 
 void LauncherApplication::tell(const std::string& title, const std::string& body)
@@ -201,7 +216,8 @@ void LauncherApplication::rebuildTray()
     quit->setShortcut(QKeySequence(QStringLiteral("Ctrl+Q")));
     QObject::connect(quit, &QAction::triggered, qApp, &QCoreApplication::quit);
     if (!m_tray) {
-        m_tray = std::make_unique<QSystemTrayIcon>(QIcon::fromTheme(QStringLiteral("system-search")));
+        m_tray = std::make_unique<QSystemTrayIcon>(QIcon::fromTheme(
+            QStringLiteral("zeph-launcher"), QIcon::fromTheme(QStringLiteral("system-search"))));
         m_tray->setToolTip(QStringLiteral("Zeph Launcher"));
         QObject::connect(m_tray.get(), &QSystemTrayIcon::activated,
             [this](QSystemTrayIcon::ActivationReason reason) {

@@ -44,6 +44,7 @@ public:
 private:
     void registerLauncherHotkey();
     void rebuildTray();
+    void applyAutostart();
     void applyTheme();
     void tell(const std::string& title, const std::string& body);
 

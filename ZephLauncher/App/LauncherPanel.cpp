@@ -17,6 +17,8 @@
 #include <QVBoxLayout>
 #include <QWindow>
 
+#include <cstdio>
+
 namespace zeph {
 
 namespace {
@@ -120,7 +122,9 @@ LauncherPanel::LauncherPanel(std::filesystem::path dataFolder)
     layout->addLayout(body, 1);
     layout->addLayout(footer);
 
+    m_isTracing = qEnvironmentVariableIsSet("ZEPH_LAUNCHER_TRACE");
     connect(m_field, &QLineEdit::textEdited, this, [this](const QString& text) {
+        traceFrom("keystroke");
         if (m_controller)
             m_controller->queryChanged(text.toStdString());
     });
@@ -183,14 +187,25 @@ void LauncherPanel::paintEvent(QPaintEvent*)
     int y = m_field->geometry().bottom() + 6;
     painter.setPen(QPen(m_style.color(m_style.palette.separator), 1));
     painter.drawLine(QPointF(14, y), QPointF(width() - 14, y));
-    if (m_paintPending) {
-        m_paintPending = false;
-        if (onPainted)
-            QMetaObject::invokeMethod(this, [this] {
-                if (onPainted)
-                    onPainted();
-            }, Qt::QueuedConnection);
+    if (m_traceLabel) {
+        // Queued, so that the list, painted after the panel, is in the figure.
+        QMetaObject::invokeMethod(
+            this,
+            [label = std::exchange(m_traceLabel, nullptr), start = m_traceStart] {
+                std::chrono::duration<double, std::milli> elapsed
+                    = std::chrono::steady_clock::now() - start;
+                std::fprintf(stderr, "Zeph Launcher: %s to paint %.2f ms\n", label, elapsed.count());
+            },
+            Qt::QueuedConnection);
     }
+}
+
+void LauncherPanel::traceFrom(const char* what)
+{
+    if (!m_isTracing)
+        return;
+    m_traceLabel = what;
+    m_traceStart = std::chrono::steady_clock::now();
 }
 
 void LauncherPanel::place()
@@ -267,7 +282,6 @@ void LauncherPanel::update(const LauncherDisplay& display)
     for (const auto& hint : display.hints)
         hints << QString::fromStdString(hint.label + " " + hint.key);
     m_hints->setText(hints.join(QStringLiteral("    ")));
-    m_paintPending = true;
     QWidget::update();
 }
 

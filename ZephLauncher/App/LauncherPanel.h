@@ -5,6 +5,7 @@
 
 #include <QWidget>
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 
@@ -35,8 +36,9 @@ public:
     void setQuery(const std::string& text, QuerySelection selection) override;
     void update(const LauncherDisplay& display) override;
 
-    // Heard after every repaint that followed an update, for the tests and the bench.
-    std::function<void()> onPainted;
+    // With ZEPH_LAUNCHER_TRACE set, the time from now to the next repaint goes to standard error,
+    // labelled `what`; typing marks itself.
+    void traceFrom(const char* what);
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -56,7 +58,9 @@ private:
     double m_verticalPosition = 0.22;
     bool m_isPlacing = false;
     bool m_userMoved = false;
-    bool m_paintPending = false;
+    bool m_isTracing = false;
+    const char* m_traceLabel = nullptr;
+    std::chrono::steady_clock::time_point m_traceStart {};
     QLineEdit* m_field = nullptr;
     QLabel* m_chip = nullptr;
     ResultList* m_list = nullptr;

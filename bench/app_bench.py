@@ -1,0 +1,95 @@
+"""The desktop application's figures, on a virtual X display with a session bus of its own.
+
+`python3 bench/app_bench.py ZEPH_LAUNCHER` makes 1,000 desktop entries from the shared corpus's
+titles, starts the application with ZEPH_LAUNCHER_TRACE set, and reports: the start until its bus
+name is taken, its resident memory once idle, the hot key to the panel painted (warm), and each
+keystroke of the shared queries to the list repainted.
+"""
+
+import os
+import re
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+launcher = os.path.abspath(sys.argv[1])
+shared = os.path.join(os.path.dirname(__file__), "..", "..", "shared", "bench")
+
+if "ZEPH_BENCH_INSIDE" not in os.environ:
+    os.environ["ZEPH_BENCH_INSIDE"] = "1"
+    sys.exit(subprocess.call(["xvfb-run", "-a", "-s", "-screen 0 1920x1080x24",
+                              "dbus-run-session", "--", sys.executable] + sys.argv))
+
+root = tempfile.mkdtemp(prefix="zeph-app-bench-")
+applications = os.path.join(root, "home/.local/share/applications")
+os.makedirs(applications)
+with open(os.path.join(shared, "corpus/titles-10k.txt")) as titles:
+    names = [line.strip() for line in titles if line.strip()][:1000]
+for index, name in enumerate(names):
+    with open(os.path.join(applications, f"app{index}.desktop"), "w") as entry:
+        entry.write(f"[Desktop Entry]\nType=Application\nName={name}\nExec=true\n")
+with open(os.path.join(shared, "queries.txt")) as queries:
+    queries = [line.strip() for line in queries if line.strip()]
+
+environment = dict(os.environ, HOME=os.path.join(root, "home"), ZEPH_DATA_DIR=os.path.join(root, "data"),
+                   XDG_DATA_HOME=os.path.join(root, "home/.local/share"), ZEPH_LAUNCHER_TRACE="1")
+log_path = os.path.join(root, "trace.log")
+
+
+def bus_has_name():
+    reply = subprocess.run(["dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus",
+                            "/org/freedesktop/DBus", "org.freedesktop.DBus.NameHasOwner",
+                            "string:org.zeph.Launcher"], capture_output=True, text=True)
+    return "boolean true" in reply.stdout
+
+
+def key(*names):
+    subprocess.run(["xdotool", "key", *names], env=environment)
+
+
+began = time.monotonic()
+application = subprocess.Popen([launcher], env=environment, stderr=open(log_path, "w"))
+while not bus_has_name():
+    time.sleep(0.002)
+start_ms = (time.monotonic() - began) * 1000
+time.sleep(3)
+with open(f"/proc/{application.pid}/status") as status:
+    rss_kib = int(re.search(r"VmRSS:\s+(\d+)", status.read()).group(1))
+
+for _ in range(12):
+    key("alt+space")  # Shows.
+    time.sleep(0.25)
+    key("alt+space")  # Hides.
+    time.sleep(0.15)
+key("alt+space")
+time.sleep(0.3)
+for query in queries:
+    for character in query:
+        subprocess.run(["xdotool", "type", "--delay", "0", character], env=environment)
+        time.sleep(0.12)
+    key("ctrl+a", "BackSpace")
+    time.sleep(0.15)
+application.terminate()
+application.wait()
+
+with open(log_path) as log:
+    lines = log.read().splitlines()
+
+
+def figures(label):
+    values = sorted(float(m.group(1)) for line in lines
+                    if (m := re.search(rf"{label} to paint ([0-9.]+) ms", line)))
+    return values
+
+
+shows = figures("hot key")[2:]  # The first shows load fonts and icons: warm ones only.
+keystrokes = figures("keystroke")
+p99 = lambda values: values[min(len(values) - 1, int(len(values) * 0.99))]
+print(f"start to bus name: {start_ms:.0f} ms")
+print(f"idle resident memory with {len(names)} applications: {rss_kib / 1024:.1f} MiB")
+print(f"hot key to panel painted, warm ({len(shows)}): median {statistics.median(shows):.2f} ms, "
+      f"max {max(shows):.2f} ms")
+print(f"keystroke to list repainted ({len(keystrokes)}): median {statistics.median(keystrokes):.2f} ms, "
+      f"p99 {p99(keystrokes):.2f} ms, max {max(keystrokes):.2f} ms")

@@ -91,7 +91,7 @@ def log_text(log_name):
 holder = subprocess.Popen(["dbus-run-session", "--", launcher],
                           env=dict(environment, ZEPH_DATA_DIR=os.path.join(root, "holder")),
                           stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-time.sleep(1.5)
+time.sleep(4)  # Its grab is not observable from here; a sanitizer build starts slowly.
 application = start("refused.log")
 check(wait_for(lambda: bus_has("org.zeph.Launcher")), "the application takes its bus name")
 check(wait_for(lambda: "hotkey Alt+Space is unavailable" in log_text("refused.log")),

@@ -1,4 +1,4 @@
-#include "App/QtClipboard.h"
+#include "Platform/QtClipboard.h"
 
 #include <QBuffer>
 #include <QClipboard>

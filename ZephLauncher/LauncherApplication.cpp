@@ -1,6 +1,6 @@
-#include "App/LauncherApplication.h"
+#include "LauncherApplication.h"
 
-#include "App/KeyTable.h"
+#include "Platform/KeyTable.h"
 #include "Logic/Autostart.h"
 #include "Logic/PanelPlacement.h"
 #include "Workflows/ProcessScriptRunner.h"

@@ -1,5 +1,5 @@
-#include "App/LauncherApplication.h"
-#include "App/LauncherBus.h"
+#include "LauncherApplication.h"
+#include "Platform/LauncherBus.h"
 #include "Storage/Paths.h"
 
 #include <QApplication>

@@ -1,4 +1,4 @@
-#include "App/IndexedFileSearching.h"
+#include "Platform/IndexedFileSearching.h"
 
 namespace zeph {
 

@@ -1,4 +1,4 @@
-#include "App/FillInDialog.h"
+#include "UI/FillInDialog.h"
 
 #include <QDialog>
 #include <QDialogButtonBox>

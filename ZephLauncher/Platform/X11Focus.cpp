@@ -1,4 +1,4 @@
-#include "App/X11Focus.h"
+#include "Platform/X11Focus.h"
 
 #include <QGuiApplication>
 #include <X11/Xatom.h>

@@ -1,6 +1,6 @@
-#include "App/X11KeyInjector.h"
+#include "Platform/X11KeyInjector.h"
 
-#include "App/KeyTable.h"
+#include "Platform/KeyTable.h"
 
 #include <QGuiApplication>
 #include <X11/Xlib.h>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "App/Icons.h"
-#include "App/PanelStyle.h"
+#include "UI/Icons.h"
+#include "UI/PanelStyle.h"
 #include "Logic/LauncherDisplay.h"
 
 #include <QWidget>

@@ -1,4 +1,4 @@
-#include "App/Icons.h"
+#include "UI/Icons.h"
 
 #include <QFileInfo>
 #include <QMimeDatabase>

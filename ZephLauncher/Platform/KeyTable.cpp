@@ -1,4 +1,4 @@
-#include "App/KeyTable.h"
+#include "Platform/KeyTable.h"
 
 #include <Qt>
 #include <X11/keysym.h>

@@ -1,4 +1,4 @@
-#include "App/PanelStyle.h"
+#include "UI/PanelStyle.h"
 
 namespace zeph {
 

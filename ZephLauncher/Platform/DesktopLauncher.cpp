@@ -1,4 +1,4 @@
-#include "App/DesktopLauncher.h"
+#include "Platform/DesktopLauncher.h"
 
 #include <QApplication>
 #include <QClipboard>

@@ -1,4 +1,4 @@
-#include "App/QtMainLoop.h"
+#include "Platform/QtMainLoop.h"
 
 #include <QThreadPool>
 #include <QTimer>

@@ -1,4 +1,4 @@
-#include "App/ResultList.h"
+#include "UI/ResultList.h"
 
 #include <QMouseEvent>
 #include <QPainter>

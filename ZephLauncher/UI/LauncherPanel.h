@@ -1,6 +1,6 @@
 #pragma once
 
-#include "App/PanelStyle.h"
+#include "UI/PanelStyle.h"
 #include "Logic/LauncherView.h"
 
 #include <QWidget>

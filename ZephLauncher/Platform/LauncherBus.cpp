@@ -1,4 +1,4 @@
-#include "App/LauncherBus.h"
+#include "Platform/LauncherBus.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

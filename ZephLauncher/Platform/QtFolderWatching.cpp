@@ -1,4 +1,4 @@
-#include "App/QtFolderWatching.h"
+#include "Platform/QtFolderWatching.h"
 
 namespace zeph {
 

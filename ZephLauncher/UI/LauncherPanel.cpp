@@ -1,7 +1,7 @@
-#include "App/LauncherPanel.h"
+#include "UI/LauncherPanel.h"
 
-#include "App/KeyTable.h"
-#include "App/ResultList.h"
+#include "Platform/KeyTable.h"
+#include "UI/ResultList.h"
 #include "Logic/LauncherController.h"
 #include "Logic/PanelPlacement.h"
 

@@ -2,6 +2,8 @@
 
 #include <QFileInfo>
 #include <QMimeDatabase>
+#include <QPainter>
+#include <QPixmap>
 
 #include <array>
 #include <string_view>
@@ -81,6 +83,40 @@ QIcon Icons::named(const std::string& name)
 }
 
 QIcon Icons::forItem(const SearchItem& item)
+{
+    auto icon = found(item);
+    return icon.isNull() ? letterTile(item.title) : icon;
+}
+
+QIcon Icons::letterTile(const std::string& title)
+{
+    auto text = QString::fromStdString(title).trimmed();
+    auto letter = text.isEmpty() ? QStringLiteral("?") : text.left(1).toUpper();
+    auto key = QStringLiteral("tile:") + letter;
+    if (auto cached = m_cache.find(key); cached != m_cache.end())
+        return *cached;
+    QPixmap pixmap(64, 64);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    // A colour of its own for each letter, so that neighbouring rows tell apart.
+    auto hue = static_cast<int>(letter.at(0).unicode() * 47 % 360);
+    painter.setBrush(QColor::fromHsv(hue, 120, 200));
+    painter.setPen(Qt::NoPen);
+    painter.drawRoundedRect(QRectF(2, 2, 60, 60), 14, 14);
+    auto font = painter.font();
+    font.setPixelSize(34);
+    font.setBold(true);
+    painter.setFont(font);
+    painter.setPen(Qt::white);
+    painter.drawText(QRect(0, 0, 64, 64), Qt::AlignCenter, letter);
+    painter.end();
+    QIcon icon(pixmap);
+    m_cache.insert(key, icon);
+    return icon;
+}
+
+QIcon Icons::found(const SearchItem& item)
 {
     if (item.symbolName)
         return named(*item.symbolName);

@@ -13,6 +13,7 @@ namespace zeph {
 // entry's own icon, or a file's type icon. Made once per name, as rows repeat on every keystroke.
 class Icons {
 public:
+    // Never null: where the icon theme has nothing, a tile with the title's first letter.
     QIcon forItem(const SearchItem& item);
     // A symbol name, a theme icon name or an absolute path.
     QIcon named(const std::string& name);
@@ -20,6 +21,9 @@ public:
     static QString themeName(const std::string& symbol);
 
 private:
+    QIcon found(const SearchItem& item);
+    QIcon letterTile(const std::string& title);
+
     QHash<QString, QIcon> m_cache;
 };
 

@@ -181,7 +181,8 @@ void ResultList::paintRow(
     title = titleMetrics.elidedText(title, Qt::ElideRight, textRight - textLeft);
     QTextLayout layout(title, titleFont);
     QTextCharFormat highlight;
-    highlight.setForeground(m_style.color(palette.highlight));
+    // On the selection the highlight colour would sink into the background: bold alone marks it.
+    highlight.setForeground(m_style.color(isSelected ? palette.selectionTitle : palette.highlight));
     highlight.setFontWeight(QFont::Bold);
     layout.setFormats(highlightRanges(title, row.result.highlight, highlight));
     layout.beginLayout();

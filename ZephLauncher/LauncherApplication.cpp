@@ -98,6 +98,9 @@ LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, Launc
         });
     })
 {
+    // Key presses of other programs can be heard (and typed into) on X11 only.
+    m_model.accessibilityTrusted().set(
+        qGuiApp->nativeInterface<QNativeInterface::QX11Application>() != nullptr);
     m_clipboardMonitor.start();
     m_panel.setController(&m_launcher);
     m_snippets.isLauncherKey = [this] { return m_panel.isPanelKey(); };

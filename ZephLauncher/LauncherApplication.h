@@ -8,9 +8,9 @@
 #include "Platform/QtClipboard.h"
 #include "Platform/QtFolderWatching.h"
 #include "Platform/QtMainLoop.h"
-#include "Platform/UnavailableKeyEvents.h"
 #include "Platform/X11Focus.h"
 #include "Platform/X11HotKeys.h"
+#include "Platform/X11KeyEvents.h"
 #include "Platform/X11KeyInjector.h"
 #include "Logic/AppModel.h"
 #include "Logic/ClipboardMonitor.h"
@@ -56,7 +56,7 @@ private:
     DesktopLauncher m_desktop;
     QtClipboard m_clipboard;
     X11KeyInjector m_keys;
-    UnavailableKeyEvents m_keyEvents;
+    X11KeyEvents m_keyEvents { m_keys };
     X11Focus m_focus;
     FillInDialog m_prompt;
     TextInserter m_inserter;

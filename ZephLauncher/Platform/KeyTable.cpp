@@ -129,6 +129,15 @@ std::optional<std::uint32_t> keyCodeForQtKey(int qtKey)
     return std::nullopt;
 }
 
+std::optional<std::uint32_t> keyCodeForX11KeySym(std::uint32_t keySym)
+{
+    for (const auto& key : keys) {
+        if (key.keySym == keySym)
+            return key.code;
+    }
+    return std::nullopt;
+}
+
 std::string displayText(const KeyCombo& combo)
 {
     using Modifiers = KeyCombo::Modifiers;

@@ -11,6 +11,7 @@ namespace zeph::KeyTable {
 // The stored combos' virtual key codes on X11 and in Qt: one row for every key of the names table.
 std::optional<std::uint32_t> x11KeySym(std::uint32_t keyCode);
 std::optional<std::uint32_t> keyCodeForQtKey(int qtKey);
+std::optional<std::uint32_t> keyCodeForX11KeySym(std::uint32_t keySym);
 
 // What the user reads, in Linux words: "Alt+Space", "Ctrl+Shift+K". Control is Ctrl, option Alt,
 // command Super, in the order Ctrl, Alt, Shift, Super.

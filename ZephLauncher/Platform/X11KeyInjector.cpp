@@ -30,6 +30,9 @@ void X11KeyInjector::tap(std::uint32_t keyCode, KeyCombo::Modifiers modifiers)
         if (modifiers.contains(modifier))
             held.push_back(XKeysymToKeycode(m_display, sym));
     }
+    auto now = Clock::now();
+    for (std::size_t press = 0; press <= held.size(); ++press)
+        m_injectedPresses.push_back(now);
     for (auto code : held)
         XTestFakeKeyEvent(m_display, code, True, CurrentTime);
     auto code = XKeysymToKeycode(m_display, *keySym);
@@ -38,6 +41,21 @@ void X11KeyInjector::tap(std::uint32_t keyCode, KeyCombo::Modifiers modifiers)
     for (auto it = held.rbegin(); it != held.rend(); ++it)
         XTestFakeKeyEvent(m_display, *it, False, CurrentTime);
     XFlush(m_display);
+}
+
+} // namespace zeph
+
+namespace zeph {
+
+bool X11KeyInjector::takeInjectedPress() const
+{
+    auto oldest = Clock::now() - std::chrono::seconds(1);
+    while (!m_injectedPresses.empty() && m_injectedPresses.front() < oldest)
+        m_injectedPresses.pop_front();
+    if (m_injectedPresses.empty())
+        return false;
+    m_injectedPresses.pop_front();
+    return true;
 }
 
 } // namespace zeph

@@ -2,6 +2,9 @@
 
 #include "Logic/KeyInjector.h"
 
+#include <chrono>
+#include <deque>
+
 struct _XDisplay;
 
 namespace zeph {
@@ -12,8 +15,14 @@ public:
     X11KeyInjector();
     void tap(std::uint32_t keyCode, KeyCombo::Modifiers modifiers = {}) override;
 
+    // True, once for each, for the presses this injector made in the last second: XTest presses
+    // of other programs come from the same device and are the user's typing.
+    bool takeInjectedPress() const;
+
 private:
+    using Clock = std::chrono::steady_clock;
     _XDisplay* m_display = nullptr;
+    mutable std::deque<Clock::time_point> m_injectedPresses;
 };
 
 } // namespace zeph

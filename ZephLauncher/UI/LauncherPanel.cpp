@@ -128,6 +128,11 @@ LauncherPanel::LauncherPanel(std::filesystem::path dataFolder)
         if (m_controller)
             m_controller->queryChanged(text.toStdString());
     });
+    // The panel goes when the keyboard goes elsewhere, to another program or a window of ours.
+    connect(qApp, &QGuiApplication::focusWindowChanged, this, [this](QWindow* focused) {
+        if (m_controller && isVisible() && windowHandle() && focused != windowHandle())
+            m_controller->resignedKey();
+    });
     m_list->onRowClicked = [this](int index, Qt::KeyboardModifiers held) {
         if (m_controller)
             m_controller->rowClicked(index, modifiers(held));
@@ -245,7 +250,12 @@ void LauncherPanel::hidePanel() { hide(); }
 
 bool LauncherPanel::isPanelVisible() const { return isVisible(); }
 
-bool LauncherPanel::isPanelKey() const { return isVisible() && isActiveWindow(); }
+// The window with the keyboard focus, as the toolkit tracks it: its "active window" can lag behind
+// or miss a focus that came without a window manager's help.
+bool LauncherPanel::isPanelKey() const
+{
+    return isVisible() && windowHandle() && QGuiApplication::focusWindow() == windowHandle();
+}
 
 void LauncherPanel::setQuery(const std::string& text, QuerySelection selection)
 {
@@ -316,14 +326,6 @@ bool LauncherPanel::handleKey(QKeyEvent* event)
     if (event->key() == Qt::Key_Tab && (event->modifiers() & Qt::ShiftModifier))
         return true;
     return m_controller->doCommand(*command, held, field);
-}
-
-void LauncherPanel::changeEvent(QEvent* event)
-{
-    QWidget::changeEvent(event);
-    if (event->type() == QEvent::ActivationChange && isVisible() && !isActiveWindow()
-        && m_controller)
-        m_controller->resignedKey();
 }
 
 void LauncherPanel::mousePressEvent(QMouseEvent* event)

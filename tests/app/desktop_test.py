@@ -1,18 +1,19 @@
 """The real application on a virtual X display with a session bus of its own.
 
-Run as `desktop_test.py ZEPH_LAUNCHER ZEPH [SCREENSHOT]`; it starts Xvfb and the bus itself when
+Run as `desktop_test.py ZEPH_LAUNCHER ZEPH TEXT_FIELD [SCREENSHOT]`; it starts Xvfb and the bus itself when
 there is no display. A screenshot of the panel with results goes to SCREENSHOT when given.
 """
 
 import os
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
 import time
 
-launcher, zeph = sys.argv[1], sys.argv[2]
-screenshot = sys.argv[3] if len(sys.argv) > 3 else None
+launcher, zeph, text_field = sys.argv[1], sys.argv[2], sys.argv[3]
+screenshot = sys.argv[4] if len(sys.argv) > 4 else None
 
 if "ZEPH_TEST_INSIDE" not in os.environ:
     os.environ["ZEPH_TEST_INSIDE"] = "1"
@@ -44,7 +45,7 @@ def run(*arguments, **options):
                           timeout=20, **options)
 
 
-def wait_for(predicate, seconds=5.0):
+def wait_for(predicate, seconds=10.0):
     deadline = time.monotonic() + seconds
     while time.monotonic() < deadline:
         if predicate():
@@ -72,6 +73,11 @@ def panel_geometry():
     return tuple(int(values[key]) for key in ("X", "Y", "WIDTH", "HEIGHT"))
 
 
+def panel_has_focus():
+    window = run("xdotool", "search", "--onlyvisible", "--name", "^Zeph Launcher$").stdout.split()
+    return bool(window) and run("xdotool", "getwindowfocus").stdout.strip() in window
+
+
 def key(*names):
     run("xdotool", "key", "--delay", "30", *names)
 
@@ -90,21 +96,22 @@ def log_text(log_name):
 # Another client holds Alt+Space first: a launcher on a bus of its own, so that both run.
 holder = subprocess.Popen(["dbus-run-session", "--", launcher],
                           env=dict(environment, ZEPH_DATA_DIR=os.path.join(root, "holder")),
-                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, start_new_session=True)
 time.sleep(4)  # Its grab is not observable from here; a sanitizer build starts slowly.
 application = start("refused.log")
-check(wait_for(lambda: bus_has("org.zeph.Launcher")), "the application takes its bus name")
+check(wait_for(lambda: bus_has("org.zeph.Launcher"), 30), "the application takes its bus name")
 check(wait_for(lambda: "hotkey Alt+Space is unavailable" in log_text("refused.log")),
       "a hot key that another client holds is reported")
 application.terminate()
 application.wait(timeout=10)
-holder.terminate()
+# The bus and the launcher under it, which would otherwise go on expanding snippets too.
+os.killpg(holder.pid, signal.SIGTERM)
 holder.wait(timeout=10)
 wait_for(lambda: not bus_has("org.zeph.Launcher"))
 
 began = time.monotonic()
 application = start("application.log")
-check(wait_for(lambda: bus_has("org.zeph.Launcher")), "the application starts")
+check(wait_for(lambda: bus_has("org.zeph.Launcher"), 30), "the application starts")
 print(f"start to bus name: {(time.monotonic() - began) * 1000:.0f} ms", flush=True)
 time.sleep(0.3)
 
@@ -129,20 +136,52 @@ check(wait_for(lambda: os.path.exists(marker)), "Return launches the desktop ent
 check(wait_for(lambda: not panel_visible()), "launching hides the panel")
 
 key("alt+space")
-wait_for(panel_visible)
+wait_for(panel_has_focus)
 key("Escape")
 check(wait_for(lambda: not panel_visible()), "Escape hides the panel")
 
 second = run(launcher)
 check(second.returncode == 0, "a second start exits at once")
 check(wait_for(panel_visible), "a second start shows the panel of the first")
+# The hot key and --toggle hide only a panel that has the keyboard; a busy machine gives it late.
+wait_for(panel_has_focus)
 check(run(launcher, "--toggle").returncode == 0 and wait_for(lambda: not panel_visible()),
       "--toggle hides the panel")
 check(run(launcher, "--toggle").returncode == 0 and wait_for(panel_visible),
       "--toggle shows it again")
+wait_for(panel_has_focus)
 top_before = (panel_geometry() or (0, 0))[1]
 key("Escape")
 wait_for(lambda: not panel_visible())
+
+# Typed expansion in another program: the trigger erased, the snippet pasted, the clipboard back.
+field_file = os.path.join(root, "field.txt")
+clipboard_file = os.path.join(root, "clipboard.txt")
+field = subprocess.Popen([text_field, field_file, clipboard_file], env=environment)
+
+
+def read(path):
+    try:
+        with open(path, encoding="utf-8") as text:
+            return text.read()
+    except FileNotFoundError:
+        return ""
+
+
+window = []
+wait_for(lambda: window.extend(run("xdotool", "search", "--onlyvisible", "--name",
+                                   "^Zeph Test Field$").stdout.split()) or window)
+check(bool(window), "the text field opens")
+if window:
+    run("xdotool", "windowfocus", "--sync", window[0])
+    run("xdotool", "type", "--delay", "60", "hi ;shrug")
+    shrug = "hi \u00af\\_(\u30c4)_/\u00af"
+    check(wait_for(lambda: read(field_file).split("\n")[0] == shrug),
+          f"typing a trigger in another program expands it ({read(field_file).splitlines()[:1]})")
+    check(wait_for(lambda: read(clipboard_file) == "kept before"),
+          f"the clipboard is put back ({read(clipboard_file)!r})")
+field.terminate()
+field.wait(timeout=10)
 
 changed = run(zeph, "config", "set", "verticalPosition", "0.3")
 check(changed.returncode == 0, "zeph config set succeeds while the application runs")

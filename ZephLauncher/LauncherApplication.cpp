@@ -1,18 +1,19 @@
 #include "LauncherApplication.h"
 
-#include "Platform/KeyTable.h"
 #include "Logic/Autostart.h"
 #include "Logic/PanelPlacement.h"
+#include "Platform/KeyTable.h"
 #include "Workflows/ProcessScriptRunner.h"
+
+#include <cstdio>
+
+#include <xcb/xcb.h>
 
 #include <QApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QGuiApplication>
-#include <xcb/xcb.h>
-
-#include <cstdio>
 
 namespace zeph {
 
@@ -107,23 +108,24 @@ LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, Launc
     applyTheme();
 
     const auto& settings = m_model.settings();
-    m_subscriptions.push_back(m_model.settings().subscribe([this, last = settings.get()](
-                                                               const AppSettings& now) mutable {
-        auto before = std::exchange(last, now);
-        if (now.hotkey != before.hotkey)
-            registerLauncherHotkey();
-        if (now.showMenuBarIcon != before.showMenuBarIcon)
-            rebuildTray();
-        if (now.launchAtLogin != before.launchAtLogin)
-            applyAutostart();
-        if (now.search.applicationFolders != before.search.applicationFolders)
-            m_indexer.setFolders(now.search.applicationFolders);
-        if (now.themeID != before.themeID || now.verticalPosition != before.verticalPosition)
-            applyTheme();
-        m_workflowHotkeys.schedule(
-            std::chrono::milliseconds(300), [this] { m_workflows.refreshHotkeys(); });
-    }));
-    m_subscriptions.push_back(m_model.customThemes().subscribe([this](const auto&) { applyTheme(); }));
+    m_subscriptions.push_back(
+        m_model.settings().subscribe([this, last = settings.get()](const AppSettings& now) mutable {
+            auto before = std::exchange(last, now);
+            if (now.hotkey != before.hotkey)
+                registerLauncherHotkey();
+            if (now.showMenuBarIcon != before.showMenuBarIcon)
+                rebuildTray();
+            if (now.launchAtLogin != before.launchAtLogin)
+                applyAutostart();
+            if (now.search.applicationFolders != before.search.applicationFolders)
+                m_indexer.setFolders(now.search.applicationFolders);
+            if (now.themeID != before.themeID || now.verticalPosition != before.verticalPosition)
+                applyTheme();
+            m_workflowHotkeys.schedule(
+                std::chrono::milliseconds(300), [this] { m_workflows.refreshHotkeys(); });
+        }));
+    m_subscriptions.push_back(
+        m_model.customThemes().subscribe([this](const auto&) { applyTheme(); }));
     m_indexer.setFolders(settings.get().search.applicationFolders);
     applyAutostart();
     registerLauncherHotkey();
@@ -132,17 +134,17 @@ LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, Launc
 
     bus.onToggle = [this] { m_launcher.toggle(); };
     bus.onShow = [this] { m_launcher.show(); };
-    bus.onGetDocument = [this](const std::string& folder, const std::string& name)
-        -> std::optional<std::pair<std::string, std::uint64_t>> {
+    bus.onGetDocument
+        = [this](const std::string& folder,
+              const std::string& name) -> std::optional<std::pair<std::string, std::uint64_t>> {
         auto document = m_documents.get(folder, name);
         if (!document)
             return std::nullopt;
         return std::pair { std::move(document->text), document->version };
     };
-    bus.onSetDocument = [this](const std::string& folder, const std::string& name,
-                            const std::string& text, std::uint64_t version) {
-        return m_documents.set(folder, name, text, version);
-    };
+    bus.onSetDocument
+        = [this](const std::string& folder, const std::string& name, const std::string& text,
+              std::uint64_t version) { return m_documents.set(folder, name, text, version); };
     QObject::connect(qApp, &QCoreApplication::aboutToQuit, [this] { m_model.saveAll(); });
 }
 
@@ -174,8 +176,8 @@ void LauncherApplication::registerLauncherHotkey()
 void LauncherApplication::applyAutostart()
 {
     auto executable = QCoreApplication::applicationFilePath().toStdString();
-    if (auto error = Autostart::apply(m_model.settings().get().launchAtLogin,
-            Autostart::folder(homeFolder()), executable))
+    if (auto error = Autostart::apply(
+            m_model.settings().get().launchAtLogin, Autostart::folder(homeFolder()), executable))
         std::fprintf(stderr, "Zeph Launcher: %s\n", error->message.c_str());
 }
 
@@ -198,7 +200,8 @@ void LauncherApplication::rebuildTray()
         // Without a tray, what its menu would show of the hot key comes as a notification, once.
         if (!m_launcherHotkeyID && !m_hasToldTrayless) {
             m_hasToldTrayless = true;
-            tell("Zeph Launcher", shortcut + ". Bind `zeph-launcher --toggle` in the keyboard settings.");
+            tell("Zeph Launcher",
+                shortcut + ". Bind `zeph-launcher --toggle` in the keyboard settings.");
         }
         return;
     }
@@ -210,8 +213,8 @@ void LauncherApplication::rebuildTray()
     auto* preferences = menu->addAction(QStringLiteral("Settings…"));
     preferences->setShortcut(QKeySequence(QStringLiteral("Ctrl+,")));
     preferences->setEnabled(false); // The settings window comes with the windows of the next step.
-    QObject::connect(menu->addAction(QStringLiteral("Reset Launcher Position")), &QAction::triggered,
-        [this] { PanelPlacement::forgetPosition(m_model.dataFolder()); });
+    QObject::connect(menu->addAction(QStringLiteral("Reset Launcher Position")),
+        &QAction::triggered, [this] { PanelPlacement::forgetPosition(m_model.dataFolder()); });
     QObject::connect(menu->addAction(QStringLiteral("Rebuild App Index")), &QAction::triggered,
         [this] { m_indexer.rescan(); });
     menu->addSeparator();

@@ -1,17 +1,5 @@
 #pragma once
 
-#include "Platform/DesktopLauncher.h"
-#include "UI/FillInDialog.h"
-#include "Platform/IndexedFileSearching.h"
-#include "Platform/LauncherBus.h"
-#include "UI/LauncherPanel.h"
-#include "Platform/QtClipboard.h"
-#include "Platform/QtFolderWatching.h"
-#include "Platform/QtMainLoop.h"
-#include "Platform/X11Focus.h"
-#include "Platform/X11HotKeys.h"
-#include "Platform/X11KeyEvents.h"
-#include "Platform/X11KeyInjector.h"
 #include "Logic/AppModel.h"
 #include "Logic/ClipboardMonitor.h"
 #include "Logic/DocumentExchange.h"
@@ -20,12 +8,24 @@
 #include "Logic/SnippetExpander.h"
 #include "Logic/TextInserter.h"
 #include "Logic/WorkflowExecutor.h"
+#include "Platform/DesktopLauncher.h"
+#include "Platform/IndexedFileSearching.h"
+#include "Platform/LauncherBus.h"
+#include "Platform/QtClipboard.h"
+#include "Platform/QtFolderWatching.h"
+#include "Platform/QtMainLoop.h"
+#include "Platform/X11Focus.h"
+#include "Platform/X11HotKeys.h"
+#include "Platform/X11KeyEvents.h"
+#include "Platform/X11KeyInjector.h"
 #include "Search/AppIndexer.h"
+#include "UI/FillInDialog.h"
+#include "UI/LauncherPanel.h"
+
+#include <memory>
 
 #include <QMenu>
 #include <QSystemTrayIcon>
-
-#include <memory>
 
 namespace zeph {
 

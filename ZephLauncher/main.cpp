@@ -2,14 +2,14 @@
 #include "Platform/LauncherBus.h"
 #include "Storage/Paths.h"
 
-#include <QApplication>
-#include <QSocketNotifier>
-
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
+
+#include <QApplication>
+#include <QSocketNotifier>
 
 namespace {
 
@@ -29,7 +29,7 @@ void quitOnSignals()
         return;
     auto* notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, qApp);
     QObject::connect(notifier, &QSocketNotifier::activated, qApp, [] { QCoreApplication::quit(); });
-    struct sigaction action {};
+    struct sigaction action { };
     action.sa_handler = onSignal;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;

@@ -1,9 +1,8 @@
 #include "RunningApplication.h"
 
+#include <cstdlib>
 #include <dlfcn.h>
 #include <gio/gio.h>
-
-#include <cstdlib>
 
 namespace zeph::RunningApplication {
 
@@ -33,13 +32,14 @@ struct Bus {
                 return loaded;
             loaded.connect = reinterpret_cast<decltype(connect)>(
                 dlsym(gio, "g_dbus_connection_new_for_address_sync"));
-            loaded.call = reinterpret_cast<decltype(call)>(dlsym(gio, "g_dbus_connection_call_sync"));
+            loaded.call
+                = reinterpret_cast<decltype(call)>(dlsym(gio, "g_dbus_connection_call_sync"));
             loaded.unref = reinterpret_cast<decltype(unref)>(dlsym(gio, "g_object_unref"));
             if (!loaded.connect || !loaded.call || !loaded.unref)
                 return Bus {};
-            auto flags = static_cast<GDBusConnectionFlags>(
-                G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT
-                | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
+            auto flags
+                = static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT
+                    | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
             loaded.connection = loaded.connect(address.c_str(), flags, nullptr, nullptr, nullptr);
             return loaded;
         }();

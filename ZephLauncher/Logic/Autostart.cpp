@@ -30,8 +30,8 @@ std::string entryText(const std::filesystem::path& executable)
         + quoted + "\nIcon=zeph-launcher\nTerminal=false\nX-GNOME-Autostart-enabled=true\n";
 }
 
-std::optional<Error> apply(bool isEnabled, const std::filesystem::path& folder,
-    const std::filesystem::path& executable)
+std::optional<Error> apply(
+    bool isEnabled, const std::filesystem::path& folder, const std::filesystem::path& executable)
 {
     auto entry = folder / entryName;
     std::error_code error;

@@ -16,8 +16,8 @@ inline constexpr const char* entryName = "zeph-launcher.desktop";
 std::filesystem::path folder(const std::string& home);
 // Writes the entry, starting `executable`, or removes it; an entry that is already as wanted is
 // left alone.
-std::optional<Error> apply(bool isEnabled, const std::filesystem::path& folder,
-    const std::filesystem::path& executable);
+std::optional<Error> apply(
+    bool isEnabled, const std::filesystem::path& folder, const std::filesystem::path& executable);
 std::string entryText(const std::filesystem::path& executable);
 
 } // namespace zeph::Autostart

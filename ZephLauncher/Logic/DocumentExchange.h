@@ -26,7 +26,8 @@ public:
 
     // The document as the application holds it; nothing for one it does not keep, or for a data
     // folder other than its own.
-    std::optional<Document> get(const std::filesystem::path& dataFolder, std::string_view fileName) const;
+    std::optional<Document> get(
+        const std::filesystem::path& dataFolder, std::string_view fileName) const;
     // Takes `text` as the document, made from `version`, and writes it; nothing when taken, else
     // why not (`staleRefusal` when the document changed since that version).
     std::optional<std::string> set(const std::filesystem::path& dataFolder,

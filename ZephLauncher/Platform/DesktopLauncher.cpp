@@ -1,5 +1,9 @@
 #include "Platform/DesktopLauncher.h"
 
+#include <cstdio>
+#include <gio/gdesktopappinfo.h>
+#include <gio/gio.h>
+
 #include <QApplication>
 #include <QClipboard>
 #include <QDBusConnection>
@@ -17,15 +21,14 @@
 #include <QScreen>
 #include <QUrl>
 
-#include <cstdio>
-#include <gio/gdesktopappinfo.h>
-#include <gio/gio.h>
-
 namespace zeph {
 
 namespace {
 
-QString fileURI(const std::string& path) { return QUrl::fromLocalFile(QString::fromStdString(path)).toString(); }
+QString fileURI(const std::string& path)
+{
+    return QUrl::fromLocalFile(QString::fromStdString(path)).toString();
+}
 
 bool hasBusName(const QString& name)
 {
@@ -42,6 +45,18 @@ bool callSession(const QString& service, const QString& path, const QString& int
     auto message = QDBusMessage::createMethodCall(service, path, interface, method);
     message.setArguments(arguments);
     return QDBusConnection::sessionBus().send(message);
+}
+
+// The file manager's D-Bus interface; without one, the folder that holds the file opens.
+void askFileManager(const QString& method, const std::string& path)
+{
+    if (callSession(QStringLiteral("org.freedesktop.FileManager1"),
+            QStringLiteral("/org/freedesktop/FileManager1"),
+            QStringLiteral("org.freedesktop.FileManager1"), method,
+            { QStringList { fileURI(path) }, QString() }))
+        return;
+    QDesktopServices::openUrl(
+        QUrl::fromLocalFile(QFileInfo(QString::fromStdString(path)).absolutePath()));
 }
 
 void launch(GAppInfo* application, const QStringList& uris)
@@ -94,7 +109,8 @@ void ejectAll()
     for (auto* item = mounts; item; item = item->next) {
         auto* mount = G_MOUNT(item->data);
         if (g_mount_can_eject(mount))
-            g_mount_eject_with_operation(mount, G_MOUNT_UNMOUNT_NONE, nullptr, nullptr, nullptr, nullptr);
+            g_mount_eject_with_operation(
+                mount, G_MOUNT_UNMOUNT_NONE, nullptr, nullptr, nullptr, nullptr);
     }
     g_list_free_full(mounts, g_object_unref);
     g_object_unref(monitor);
@@ -109,8 +125,9 @@ void endSession(SystemCommand command)
     QVariantList gnomeArguments;
     if (command == SystemCommand::logOut)
         gnomeArguments << QVariant::fromValue(1u); // No second confirmation: ours was the one.
-    if (callSession(QStringLiteral("org.gnome.SessionManager"), QStringLiteral("/org/gnome/SessionManager"),
-            QStringLiteral("org.gnome.SessionManager"), QString::fromLatin1(gnome), gnomeArguments))
+    if (callSession(QStringLiteral("org.gnome.SessionManager"),
+            QStringLiteral("/org/gnome/SessionManager"), QStringLiteral("org.gnome.SessionManager"),
+            QString::fromLatin1(gnome), gnomeArguments))
         return;
     const char* kde = command == SystemCommand::logOut ? "logout"
         : command == SystemCommand::restart            ? "logoutAndReboot"
@@ -123,7 +140,8 @@ void endSession(SystemCommand command)
             { QStringLiteral("terminate-session"), qEnvironmentVariable("XDG_SESSION_ID") });
     else
         runDetached(QStringLiteral("systemctl"),
-            { command == SystemCommand::restart ? QStringLiteral("reboot") : QStringLiteral("poweroff") });
+            { command == SystemCommand::restart ? QStringLiteral("reboot")
+                                                : QStringLiteral("poweroff") });
 }
 
 // Large type: the text across the screen, until a key or a click.
@@ -135,8 +153,8 @@ public:
         setAttribute(Qt::WA_DeleteOnClose);
         setWordWrap(true);
         setAlignment(Qt::AlignCenter);
-        setStyleSheet(QStringLiteral(
-            "QLabel { background: rgba(0,0,0,200); color: white; padding: 40px; border-radius: 24px; }"));
+        setStyleSheet(QStringLiteral("QLabel { background: rgba(0,0,0,200); color: white; padding: "
+                                     "40px; border-radius: 24px; }"));
         auto font = this->font();
         font.setPixelSize(text.size() < 30 ? 96 : 48);
         setFont(font);
@@ -176,7 +194,8 @@ void DesktopLauncher::openURL(const std::string& url)
     QDesktopServices::openUrl(text.startsWith(u'/') ? QUrl::fromLocalFile(text) : QUrl(text));
 }
 
-void DesktopLauncher::openFile(const std::string& path, const std::optional<std::string>& applicationID)
+void DesktopLauncher::openFile(
+    const std::string& path, const std::optional<std::string>& applicationID)
 {
     if (applicationID) {
         auto id = *applicationID + ".desktop";
@@ -191,16 +210,13 @@ void DesktopLauncher::openFile(const std::string& path, const std::optional<std:
 
 void DesktopLauncher::reveal(const std::string& path)
 {
-    if (callSession(QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
-            QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"),
-            { QStringList { fileURI(path) }, QString() }))
-        return;
-    QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(QString::fromStdString(path)).absolutePath()));
+    askFileManager(QStringLiteral("ShowItems"), path);
 }
 
 void DesktopLauncher::preview(const std::string& path)
 {
-    if (callSession(QStringLiteral("org.gnome.NautilusPreviewer"), QStringLiteral("/org/gnome/NautilusPreviewer"),
+    if (callSession(QStringLiteral("org.gnome.NautilusPreviewer"),
+            QStringLiteral("/org/gnome/NautilusPreviewer"),
             QStringLiteral("org.gnome.NautilusPreviewer"), QStringLiteral("ShowFile"),
             { fileURI(path), 0, false }))
         return;
@@ -209,11 +225,7 @@ void DesktopLauncher::preview(const std::string& path)
 
 void DesktopLauncher::showProperties(const std::string& path)
 {
-    if (callSession(QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
-            QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItemProperties"),
-            { QStringList { fileURI(path) }, QString() }))
-        return;
-    QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(QString::fromStdString(path)).absolutePath()));
+    askFileManager(QStringLiteral("ShowItemProperties"), path);
 }
 
 bool DesktopLauncher::moveToTrash(const std::string& path)
@@ -243,7 +255,8 @@ void DesktopLauncher::runSystemCommand(SystemCommand command)
         runDetached(QStringLiteral("systemctl"), { QStringLiteral("suspend") });
         break;
     case SystemCommand::sleepDisplays:
-        runDetached(QStringLiteral("xset"), { QStringLiteral("dpms"), QStringLiteral("force"), QStringLiteral("off") });
+        runDetached(QStringLiteral("xset"),
+            { QStringLiteral("dpms"), QStringLiteral("force"), QStringLiteral("off") });
         break;
     case SystemCommand::screenSaver:
         runDetached(QStringLiteral("xdg-screensaver"), { QStringLiteral("activate") });
@@ -268,8 +281,8 @@ void DesktopLauncher::runSystemCommand(SystemCommand command)
 void DesktopLauncher::confirm(
     const std::string& question, const std::string& action, std::function<void(bool)> answer)
 {
-    auto* box = new QMessageBox(QMessageBox::Question, QStringLiteral("Zeph Launcher"),
-        QString::fromStdString(question));
+    auto* box = new QMessageBox(
+        QMessageBox::Question, QStringLiteral("Zeph Launcher"), QString::fromStdString(question));
     box->setAttribute(Qt::WA_DeleteOnClose);
     auto* go = box->addButton(QString::fromStdString(action), QMessageBox::AcceptRole);
     box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
@@ -281,7 +294,10 @@ void DesktopLauncher::confirm(
     box->activateWindow();
 }
 
-void DesktopLauncher::beep() { QApplication::beep(); }
+void DesktopLauncher::beep()
+{
+    QApplication::beep();
+}
 
 void DesktopLauncher::showLargeType(const std::string& text)
 {
@@ -297,10 +313,12 @@ std::string DesktopLauncher::selectedText()
 
 void DesktopLauncher::notify(const std::string& title, const std::string& body)
 {
-    if (callSession(QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("/org/freedesktop/Notifications"),
+    if (callSession(QStringLiteral("org.freedesktop.Notifications"),
+            QStringLiteral("/org/freedesktop/Notifications"),
             QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"),
-            { QStringLiteral("Zeph Launcher"), 0u, QStringLiteral("zeph-launcher"), QString::fromStdString(title),
-                QString::fromStdString(body), QStringList(), QVariantMap(), -1 }))
+            { QStringLiteral("Zeph Launcher"), 0u, QStringLiteral("zeph-launcher"),
+                QString::fromStdString(title), QString::fromStdString(body), QStringList(),
+                QVariantMap(), -1 }))
         return;
     std::fprintf(stderr, "Zeph Launcher: %s: %s\n", title.c_str(), body.c_str());
 }

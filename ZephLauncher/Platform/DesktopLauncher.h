@@ -7,11 +7,14 @@ namespace zeph {
 // The desktop's side of launching on Linux: desktop entries through GIO, files and addresses
 // through the desktop's handlers, the file manager and the previewer over D-Bus, the system
 // commands through the session manager or their command-line tools, and notifications.
-class DesktopLauncher final : public DesktopServices, public Notifier {
+class DesktopLauncher final
+    : public DesktopServices
+    , public Notifier {
 public:
     void launchApplication(const std::string& desktopFile) override;
     void openURL(const std::string& url) override;
-    void openFile(const std::string& path, const std::optional<std::string>& applicationID) override;
+    void openFile(
+        const std::string& path, const std::optional<std::string>& applicationID) override;
     void reveal(const std::string& path) override;
     void preview(const std::string& path) override;
     void showProperties(const std::string& path) override;

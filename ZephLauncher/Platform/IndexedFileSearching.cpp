@@ -5,7 +5,7 @@ namespace zeph {
 IndexedFileSearching::IndexedFileSearching(
     std::filesystem::path indexFile, std::string home, MainLoop& loop)
     : m_searcher(std::move(indexFile), std::move(home),
-          [&loop](std::function<void()> task) { loop.post(std::move(task)); })
+        [&loop](std::function<void()> task) { loop.post(std::move(task)); })
 {
 }
 
@@ -15,6 +15,9 @@ void IndexedFileSearching::start(const FileSearchRequest& request, const SearchS
     m_searcher.start(request, settings, std::move(completion));
 }
 
-void IndexedFileSearching::cancel() { m_searcher.cancel(); }
+void IndexedFileSearching::cancel()
+{
+    m_searcher.cancel();
+}
 
 } // namespace zeph

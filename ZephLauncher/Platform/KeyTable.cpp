@@ -1,9 +1,10 @@
 #include "Platform/KeyTable.h"
 
-#include <Qt>
-#include <X11/keysym.h>
-
 #include <array>
+
+#include <Qt>
+
+#include <X11/keysym.h>
 
 namespace zeph::KeyTable {
 

@@ -43,8 +43,8 @@ namespace zeph {
 bool LauncherBus::GetDocument(
     const QString& folder, const QString& name, QString& text, qulonglong& version)
 {
-    auto document = onGetDocument ? onGetDocument(folder.toStdString(), name.toStdString())
-                                  : std::nullopt;
+    auto document
+        = onGetDocument ? onGetDocument(folder.toStdString(), name.toStdString()) : std::nullopt;
     if (!document)
         return false;
     text = QString::fromStdString(document->first);
@@ -57,8 +57,8 @@ QString LauncherBus::SetDocument(
 {
     if (!onSetDocument)
         return QStringLiteral("The application is not ready.");
-    auto refusal = onSetDocument(
-        folder.toStdString(), name.toStdString(), text.toStdString(), version);
+    auto refusal
+        = onSetDocument(folder.toStdString(), name.toStdString(), text.toStdString(), version);
     return refusal ? QString::fromStdString(*refusal) : QString();
 }
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <QObject>
-
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
+
+#include <QObject>
 
 namespace zeph {
 
@@ -38,7 +38,8 @@ public Q_SLOTS:
     void Toggle();
     void Show();
     // False when the application keeps no such document for that data folder.
-    bool GetDocument(const QString& folder, const QString& name, QString& text, qulonglong& version);
+    bool GetDocument(
+        const QString& folder, const QString& name, QString& text, qulonglong& version);
     // Empty text when taken; else why not.
     QString SetDocument(
         const QString& folder, const QString& name, const QString& text, qulonglong version);

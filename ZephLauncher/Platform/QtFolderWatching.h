@@ -2,9 +2,9 @@
 
 #include "Logic/FolderWatching.h"
 
-#include <QFileSystemWatcher>
-
 #include <map>
+
+#include <QFileSystemWatcher>
 
 namespace zeph {
 

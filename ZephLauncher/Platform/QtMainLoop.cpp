@@ -5,7 +5,10 @@
 
 namespace zeph {
 
-QtMainLoop::QtMainLoop() { m_clock.start(); }
+QtMainLoop::QtMainLoop()
+{
+    m_clock.start();
+}
 
 QtMainLoop::~QtMainLoop()
 {
@@ -48,10 +51,19 @@ void QtMainLoop::cancel(TimerID timer)
     m_timers.erase(found);
 }
 
-void QtMainLoop::runInBackground(Task work) { QThreadPool::globalInstance()->start(std::move(work)); }
+void QtMainLoop::runInBackground(Task work)
+{
+    QThreadPool::globalInstance()->start(std::move(work));
+}
 
-MainLoop::Milliseconds QtMainLoop::uptime() const { return Milliseconds(m_clock.elapsed()); }
+MainLoop::Milliseconds QtMainLoop::uptime() const
+{
+    return Milliseconds(m_clock.elapsed());
+}
 
-Date QtMainLoop::now() const { return currentDate(); }
+Date QtMainLoop::now() const
+{
+    return currentDate();
+}
 
 } // namespace zeph

@@ -2,10 +2,10 @@
 
 #include "Logic/MainLoop.h"
 
+#include <unordered_map>
+
 #include <QElapsedTimer>
 #include <QObject>
-
-#include <unordered_map>
 
 class QTimer;
 

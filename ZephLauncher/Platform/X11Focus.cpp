@@ -1,11 +1,12 @@
 #include "Platform/X11Focus.h"
 
+#include <algorithm>
+
 #include <QGuiApplication>
+
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
-
-#include <algorithm>
 
 namespace zeph {
 

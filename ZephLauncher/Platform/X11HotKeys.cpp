@@ -2,12 +2,14 @@
 
 #include "Platform/KeyTable.h"
 
-#include <QGuiApplication>
-#include <X11/Xlib.h>
-#include <xcb/xcb.h>
-
 #include <array>
 #include <cstdlib>
+
+#include <xcb/xcb.h>
+
+#include <QGuiApplication>
+
+#include <X11/Xlib.h>
 
 namespace zeph {
 
@@ -67,9 +69,9 @@ bool X11HotKeys::grab(std::uint32_t id, const KeyCombo& combo)
         .modifiers = x11Modifiers(combo.modifiers) };
     std::array<xcb_void_cookie_t, lockVariants.size()> cookies {};
     for (std::size_t index = 0; index < lockVariants.size(); ++index)
-        cookies[index] = xcb_grab_key_checked(m_connection, 1, m_root,
-            grab.modifiers | lockVariants[index], grab.keyCode, XCB_GRAB_MODE_ASYNC,
-            XCB_GRAB_MODE_ASYNC);
+        cookies[index]
+            = xcb_grab_key_checked(m_connection, 1, m_root, grab.modifiers | lockVariants[index],
+                grab.keyCode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
     bool refused = false;
     for (auto cookie : cookies) {
         if (auto* error = xcb_request_check(m_connection, cookie)) {
@@ -118,8 +120,8 @@ bool X11HotKeys::nativeEventFilter(const QByteArray& eventType, void* message, q
     auto* press = reinterpret_cast<xcb_key_press_event_t*>(event);
     if (press->event != m_root)
         return false;
-    auto state = static_cast<std::uint16_t>(
-        press->state & ~(XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2) & 0xff);
+    auto state
+        = static_cast<std::uint16_t>(press->state & ~(XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2) & 0xff);
     for (auto& [id, grab] : m_grabs) {
         if (grab.keyCode == press->detail && grab.modifiers == state) {
             if (m_handler)

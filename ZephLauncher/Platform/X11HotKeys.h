@@ -2,10 +2,10 @@
 
 #include "Logic/HotKeyService.h"
 
-#include <QAbstractNativeEventFilter>
-
 #include <map>
 #include <vector>
+
+#include <QAbstractNativeEventFilter>
 
 struct _XDisplay;
 struct xcb_connection_t;
@@ -15,7 +15,9 @@ namespace zeph {
 // Global hot keys on X11: a passive grab of the key on the root window, once for every state of
 // Caps Lock and Num Lock, all or none. The X server answers BadAccess when another client holds
 // one of them, which is how a refusal is known.
-class X11HotKeys final : public HotKeyService, public QAbstractNativeEventFilter {
+class X11HotKeys final
+    : public HotKeyService
+    , public QAbstractNativeEventFilter {
 public:
     X11HotKeys();
     ~X11HotKeys() override;

@@ -3,18 +3,20 @@
 #include "Platform/KeyTable.h"
 #include "Platform/X11KeyInjector.h"
 
+#include <cstdlib>
+#include <cstring>
+
+#include <xcb/xinput.h>
+
 #include <QSocketNotifier>
 
-#define explicit explicit_ // xkb.h names a member `explicit`.
-#include <xcb/xkb.h>
-#undef explicit
-#include <xcb/xinput.h>
 #include <xkbcommon/xkbcommon-compose.h>
 #include <xkbcommon/xkbcommon-x11.h>
 
-#include <clocale>
-#include <cstdlib>
-#include <cstring>
+// xkb.h names a member `explicit`.
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
 
 namespace zeph {
 
@@ -114,8 +116,8 @@ bool X11KeyEvents::connect()
     details.newKeyboardDetails = XCB_XKB_NKN_DETAIL_KEYCODES;
     details.affectState = stateParts;
     details.stateDetails = stateParts;
-    xcb_xkb_select_events_aux(connection, static_cast<xcb_xkb_device_spec_t>(m_keyboard), events,
-        0, 0, mapParts, mapParts, &details);
+    xcb_xkb_select_events_aux(connection, static_cast<xcb_xkb_device_spec_t>(m_keyboard), events, 0,
+        0, mapParts, mapParts, &details);
     loadKeymap();
     m_notifier = std::make_unique<QSocketNotifier>(
         xcb_get_file_descriptor(connection), QSocketNotifier::Read);
@@ -150,8 +152,9 @@ void X11KeyEvents::select(bool isOn)
     } mask {};
     mask.header.deviceid = XCB_INPUT_DEVICE_ALL_MASTER;
     mask.header.mask_len = 1;
-    mask.bits = isOn ? XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS
-                     : 0;
+    mask.bits = isOn
+        ? XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS
+        : 0;
     xcb_input_xi_select_events(m_connection, m_root, 1, &mask.header);
     xcb_flush(m_connection);
 }
@@ -233,7 +236,8 @@ void X11KeyEvents::keyPressed(std::uint32_t keyCode, std::uint16_t sourceDevice)
     auto keySym = xkb_state_key_get_one_sym(m_state, keyCode);
     bool isModifier = xkb_keysym_to_utf32(keySym) == 0 && press.keyCode == 0xffff;
     char text[64] = {};
-    if (m_compose && !isModifier && xkb_compose_state_feed(m_compose, keySym) == XKB_COMPOSE_FEED_ACCEPTED) {
+    if (m_compose && !isModifier
+        && xkb_compose_state_feed(m_compose, keySym) == XKB_COMPOSE_FEED_ACCEPTED) {
         switch (xkb_compose_state_get_status(m_compose)) {
         case XKB_COMPOSE_COMPOSING:
             return; // A dead key: its character comes with the next key.

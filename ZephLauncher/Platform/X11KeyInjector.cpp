@@ -2,12 +2,13 @@
 
 #include "Platform/KeyTable.h"
 
+#include <vector>
+
 #include <QGuiApplication>
+
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
-
-#include <vector>
 
 namespace zeph {
 

@@ -1,12 +1,12 @@
 #include "UI/Icons.h"
 
+#include <array>
+#include <string_view>
+
 #include <QFileInfo>
 #include <QMimeDatabase>
 #include <QPainter>
 #include <QPixmap>
-
-#include <array>
-#include <string_view>
 
 namespace zeph {
 

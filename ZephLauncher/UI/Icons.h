@@ -2,10 +2,10 @@
 
 #include "Search/SearchItem.h"
 
+#include <string>
+
 #include <QHash>
 #include <QIcon>
-
-#include <string>
 
 namespace zeph {
 

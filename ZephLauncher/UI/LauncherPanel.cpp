@@ -1,9 +1,11 @@
 #include "UI/LauncherPanel.h"
 
-#include "Platform/KeyTable.h"
-#include "UI/ResultList.h"
 #include "Logic/LauncherController.h"
 #include "Logic/PanelPlacement.h"
+#include "Platform/KeyTable.h"
+#include "UI/ResultList.h"
+
+#include <cstdio>
 
 #include <QApplication>
 #include <QCursor>
@@ -17,8 +19,6 @@
 #include <QVBoxLayout>
 #include <QWindow>
 
-#include <cstdio>
-
 namespace zeph {
 
 namespace {
@@ -28,18 +28,29 @@ using Command = LauncherController::FieldCommand;
 std::optional<Command> fieldCommand(int key)
 {
     switch (key) {
-    case Qt::Key_Up: return Command::moveUp;
-    case Qt::Key_Down: return Command::moveDown;
-    case Qt::Key_PageUp: return Command::pageUp;
-    case Qt::Key_PageDown: return Command::pageDown;
+    case Qt::Key_Up:
+        return Command::moveUp;
+    case Qt::Key_Down:
+        return Command::moveDown;
+    case Qt::Key_PageUp:
+        return Command::pageUp;
+    case Qt::Key_PageDown:
+        return Command::pageDown;
     case Qt::Key_Return:
-    case Qt::Key_Enter: return Command::insertNewline;
-    case Qt::Key_Tab: return Command::insertTab;
-    case Qt::Key_Escape: return Command::cancel;
-    case Qt::Key_Right: return Command::moveRight;
-    case Qt::Key_Left: return Command::moveLeft;
-    case Qt::Key_Backspace: return Command::deleteBackward;
-    default: return std::nullopt;
+    case Qt::Key_Enter:
+        return Command::insertNewline;
+    case Qt::Key_Tab:
+        return Command::insertTab;
+    case Qt::Key_Escape:
+        return Command::cancel;
+    case Qt::Key_Right:
+        return Command::moveRight;
+    case Qt::Key_Left:
+        return Command::moveLeft;
+    case Qt::Key_Backspace:
+        return Command::deleteBackward;
+    default:
+        return std::nullopt;
     }
 }
 
@@ -141,7 +152,8 @@ LauncherPanel::LauncherPanel(std::filesystem::path dataFolder)
         if (m_controller)
             m_controller->actionClicked(index);
     };
-    resize(static_cast<int>(PanelPlacement::minimumWidth), static_cast<int>(PanelPlacement::height));
+    resize(
+        static_cast<int>(PanelPlacement::minimumWidth), static_cast<int>(PanelPlacement::height));
 }
 
 LauncherPanel::~LauncherPanel() = default;
@@ -199,7 +211,8 @@ void LauncherPanel::paintEvent(QPaintEvent*)
             [label = std::exchange(m_traceLabel, nullptr), start = m_traceStart] {
                 std::chrono::duration<double, std::milli> elapsed
                     = std::chrono::steady_clock::now() - start;
-                std::fprintf(stderr, "Zeph Launcher: %s to paint %.2f ms\n", label, elapsed.count());
+                std::fprintf(
+                    stderr, "Zeph Launcher: %s to paint %.2f ms\n", label, elapsed.count());
             },
             Qt::QueuedConnection);
     }
@@ -221,8 +234,8 @@ void LauncherPanel::place()
         auto available = screen->availableGeometry();
         screens.push_back({ .frame = { double(frame.x()), double(frame.y()), double(frame.width()),
                                 double(frame.height()) },
-            .available = { double(available.x()), double(available.y()),
-                double(available.width()), double(available.height()) },
+            .available = { double(available.x()), double(available.y()), double(available.width()),
+                double(available.height()) },
             .isPrimary = screen == QGuiApplication::primaryScreen() });
     }
     auto pointer = QCursor::pos();
@@ -246,9 +259,15 @@ void LauncherPanel::showPanel()
     m_field->setFocus();
 }
 
-void LauncherPanel::hidePanel() { hide(); }
+void LauncherPanel::hidePanel()
+{
+    hide();
+}
 
-bool LauncherPanel::isPanelVisible() const { return isVisible(); }
+bool LauncherPanel::isPanelVisible() const
+{
+    return isVisible();
+}
 
 // The window with the keyboard focus, as the toolkit tracks it: its "active window" can lag behind
 // or miss a focus that came without a window manager's help.
@@ -308,8 +327,8 @@ bool LauncherPanel::handleKey(QKeyEvent* event)
         return false;
     auto held = modifiers(event->modifiers());
     auto isSelection = m_field->hasSelectedText();
-    SearchFieldState field { .isCaretAtEnd = m_field->cursorPosition() == m_field->text().size()
-            && !isSelection,
+    SearchFieldState field { .isCaretAtEnd
+        = m_field->cursorPosition() == m_field->text().size() && !isSelection,
         .hasSelection = isSelection };
     if (held.contains(KeyCombo::Modifiers::command)) {
         auto keyCode = KeyTable::keyCodeForQtKey(event->key());

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "UI/PanelStyle.h"
 #include "Logic/LauncherView.h"
-
-#include <QWidget>
+#include "UI/PanelStyle.h"
 
 #include <chrono>
 #include <filesystem>
 #include <functional>
+
+#include <QWidget>
 
 class QLabel;
 class QLineEdit;
@@ -20,7 +20,9 @@ class ResultList;
 // The launcher's panel: a frameless window on top, with the search field and its mode chip, the
 // list, the detail pane and the footer, drawn from the theme. It reports typing and keys to the
 // controller and draws what the controller publishes.
-class LauncherPanel final : public QWidget, public LauncherView {
+class LauncherPanel final
+    : public QWidget
+    , public LauncherView {
 public:
     explicit LauncherPanel(std::filesystem::path dataFolder);
     ~LauncherPanel() override;

@@ -57,8 +57,8 @@ void ResultList::setStyle(const PanelStyle& style)
 
 void ResultList::show(const LauncherDisplay& display)
 {
-    bool listChanged = display.rows != m_display.rows || display.actions.has_value()
-        != m_display.actions.has_value();
+    bool listChanged = display.rows != m_display.rows
+        || display.actions.has_value() != m_display.actions.has_value();
     m_display = display;
     if (listChanged)
         m_scroll = 0;
@@ -77,12 +77,16 @@ int ResultList::selected() const
     return m_display.actions ? m_display.selectedAction : m_display.selectedIndex;
 }
 
-int ResultList::headerHeight() const { return static_cast<int>(m_style.theme.subtitleFontSize) + 14; }
+int ResultList::headerHeight() const
+{
+    return static_cast<int>(m_style.theme.subtitleFontSize) + 14;
+}
 
 int ResultList::rowHeight(int index) const
 {
     if (!m_display.actions
-        && std::holds_alternative<LauncherDisplay::Header>(m_display.rows[static_cast<std::size_t>(index)]))
+        && std::holds_alternative<LauncherDisplay::Header>(
+            m_display.rows[static_cast<std::size_t>(index)]))
         return headerHeight();
     return m_display.actions ? 36 : static_cast<int>(m_style.theme.rowHeight);
 }
@@ -95,7 +99,10 @@ int ResultList::top(int index) const
     return y;
 }
 
-int ResultList::contentHeight() const { return top(count()); }
+int ResultList::contentHeight() const
+{
+    return top(count());
+}
 
 void ResultList::keepSelectionVisible()
 {
@@ -110,7 +117,10 @@ void ResultList::keepSelectionVisible()
         m_scroll = rowBottom - height();
 }
 
-void ResultList::resizeEvent(QResizeEvent*) { keepSelectionVisible(); }
+void ResultList::resizeEvent(QResizeEvent*)
+{
+    keepSelectionVisible();
+}
 
 void ResultList::paintEvent(QPaintEvent*)
 {
@@ -119,7 +129,9 @@ void ResultList::paintEvent(QPaintEvent*)
     int y = -m_scroll;
     int ordinal = 0; // Ctrl+1 to Ctrl+9 choose the rows in order, headers aside.
     for (int index = 0; index < count(); ++index) {
-        if (!m_display.actions && std::holds_alternative<LauncherDisplay::Row>(m_display.rows[static_cast<std::size_t>(index)]))
+        if (!m_display.actions
+            && std::holds_alternative<LauncherDisplay::Row>(
+                m_display.rows[static_cast<std::size_t>(index)]))
             ++ordinal;
         int rowTop = y;
         int h = rowHeight(index);
@@ -129,7 +141,8 @@ void ResultList::paintEvent(QPaintEvent*)
         QRect rect(margin, rowTop, width() - 2 * margin, h);
         bool isSelected = index == selected();
         if (m_display.actions) {
-            paintAction(painter, rect, (*m_display.actions)[static_cast<std::size_t>(index)], isSelected);
+            paintAction(
+                painter, rect, (*m_display.actions)[static_cast<std::size_t>(index)], isSelected);
             continue;
         }
         const auto& listRow = m_display.rows[static_cast<std::size_t>(index)];
@@ -137,9 +150,11 @@ void ResultList::paintEvent(QPaintEvent*)
             painter.setFont(m_style.font(m_style.theme.subtitleFontSize, true));
             painter.setPen(m_style.color(m_style.palette.subtitle));
             auto text = rect.adjusted(8, 0, -8, 0);
-            painter.drawText(text, Qt::AlignLeft | Qt::AlignBottom, QString::fromStdString(header->title));
+            painter.drawText(
+                text, Qt::AlignLeft | Qt::AlignBottom, QString::fromStdString(header->title));
             if (header->hint)
-                painter.drawText(text, Qt::AlignRight | Qt::AlignBottom, QString::fromStdString(*header->hint));
+                painter.drawText(
+                    text, Qt::AlignRight | Qt::AlignBottom, QString::fromStdString(*header->hint));
             continue;
         }
         paintRow(painter, rect, std::get<LauncherDisplay::Row>(listRow), ordinal, isSelected);
@@ -174,7 +189,8 @@ void ResultList::paintRow(
     auto titleFont = m_style.font(theme.titleFontSize);
     QFontMetrics titleMetrics(titleFont);
     int titleHeight = titleMetrics.height();
-    int subtitleHeight = hasSubtitle ? QFontMetrics(m_style.font(theme.subtitleFontSize)).height() : 0;
+    int subtitleHeight
+        = hasSubtitle ? QFontMetrics(m_style.font(theme.subtitleFontSize)).height() : 0;
     int textTop = rect.center().y() - (titleHeight + subtitleHeight) / 2 + 1;
 
     auto title = QString::fromStdString(item.title);
@@ -195,14 +211,17 @@ void ResultList::paintRow(
         auto subtitleFont = m_style.font(theme.subtitleFontSize);
         painter.setFont(subtitleFont);
         painter.setPen(m_style.color(isSelected ? palette.selectionSubtitle : palette.subtitle));
-        auto subtitle = QFontMetrics(subtitleFont).elidedText(
-            QString::fromStdString(item.subtitle), Qt::ElideMiddle, textRight - textLeft);
-        painter.drawText(QRect(textLeft, textTop + titleHeight, textRight - textLeft, subtitleHeight),
+        auto subtitle = QFontMetrics(subtitleFont)
+                            .elidedText(QString::fromStdString(item.subtitle), Qt::ElideMiddle,
+                                textRight - textLeft);
+        painter.drawText(
+            QRect(textLeft, textTop + titleHeight, textRight - textLeft, subtitleHeight),
             Qt::AlignLeft | Qt::AlignVCenter, subtitle);
     }
 }
 
-void ResultList::paintAction(QPainter& painter, QRect rect, const LauncherAction& action, bool isSelected)
+void ResultList::paintAction(
+    QPainter& painter, QRect rect, const LauncherAction& action, bool isSelected)
 {
     const auto& palette = m_style.palette;
     if (isSelected) {
@@ -218,7 +237,8 @@ void ResultList::paintAction(QPainter& painter, QRect rect, const LauncherAction
     painter.drawText(text, Qt::AlignLeft | Qt::AlignVCenter, QString::fromStdString(action.title));
     if (action.shortcut) {
         painter.setPen(m_style.color(palette.shortcut));
-        painter.drawText(text, Qt::AlignRight | Qt::AlignVCenter, QString::fromStdString(*action.shortcut));
+        painter.drawText(
+            text, Qt::AlignRight | Qt::AlignVCenter, QString::fromStdString(*action.shortcut));
     }
 }
 

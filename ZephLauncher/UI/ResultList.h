@@ -1,12 +1,12 @@
 #pragma once
 
+#include "Logic/LauncherDisplay.h"
 #include "UI/Icons.h"
 #include "UI/PanelStyle.h"
-#include "Logic/LauncherDisplay.h"
-
-#include <QWidget>
 
 #include <functional>
+
+#include <QWidget>
 
 namespace zeph {
 

@@ -42,13 +42,15 @@ struct ExchangeFixture : testing::Test {
 
 TEST_F(ExchangeFixture, AChangeIsTakenIntoMemoryAndWrittenAtOnce)
 {
-    EXPECT_EQ(change(Paths::settingsFile, [](Json::Value& json) { json["verticalPosition"] = 0.5; }),
+    EXPECT_EQ(
+        change(Paths::settingsFile, [](Json::Value& json) { json["verticalPosition"] = 0.5; }),
         std::nullopt);
     EXPECT_EQ(model.settings().get().verticalPosition, 0.5);
     EXPECT_NE(fileText(Paths::settingsFile).find("\"verticalPosition\": 0.5"), std::string::npos);
 
     model.knowledge().record("saf", "safari", Date {});
-    EXPECT_EQ(change(Paths::knowledgeFile, [](Json::Value& json) { json["entries"] = Json::Value::object(); }),
+    EXPECT_EQ(change(Paths::knowledgeFile,
+                  [](Json::Value& json) { json["entries"] = Json::Value::object(); }),
         std::nullopt);
     EXPECT_TRUE(model.knowledge().snapshot().entries.empty());
 }
@@ -60,8 +62,8 @@ TEST_F(ExchangeFixture, AChangeMadeOverAnOlderVersionIsRefused)
     // The application records a copy between the command line's read and its write.
     model.addClipboardItem({ .id = "1", .text = "copied meanwhile", .date = loop.now() });
     auto json = *Json::parse(held->text);
-    EXPECT_EQ(exchange.set(folder.path(), Paths::clipboardFile, *Json::documentText(json),
-                  held->version),
+    EXPECT_EQ(
+        exchange.set(folder.path(), Paths::clipboardFile, *Json::documentText(json), held->version),
         std::string(DocumentExchange::staleRefusal));
     EXPECT_EQ(model.clipboardHistory().get().items.size(), 1u);
 }
@@ -82,7 +84,8 @@ TEST_F(ExchangeFixture, WhatCannotBeReadChangesNothing)
     auto before = model.settings().get();
     auto held = exchange.get(folder.path(), Paths::settingsFile);
     EXPECT_TRUE(exchange.set(folder.path(), Paths::settingsFile, "{not json", held->version));
-    EXPECT_TRUE(exchange.set(folder.path(), Paths::settingsFile, R"({"hotkey": 5})", held->version));
+    EXPECT_TRUE(
+        exchange.set(folder.path(), Paths::settingsFile, R"({"hotkey": 5})", held->version));
     EXPECT_TRUE(exchange.set(folder.path(), Paths::themesFile, "[1, 2]",
         exchange.get(folder.path(), Paths::themesFile)->version));
     EXPECT_EQ(model.settings().get(), before);

@@ -201,6 +201,7 @@ with open(os.path.join(data, "settings.json")) as settings:
     check('"verticalPosition": 0.25' in settings.read(), "and the file holds it")
 
 if failures:
+    print(log_text("refused.log"))
     print(log_text("application.log"))
 shutil.rmtree(root, ignore_errors=True)
 sys.exit(1 if failures else 0)

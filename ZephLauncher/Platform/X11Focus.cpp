@@ -1,12 +1,12 @@
 #include "Platform/X11Focus.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
 
-#include <QGuiApplication>
+#include <xcb/xcb.h>
 
-#include <X11/Xatom.h>
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
+#include <QSocketNotifier>
 
 namespace zeph {
 
@@ -19,59 +19,106 @@ std::string lowercased(std::string text)
     return text;
 }
 
+// A property's bytes; empty when the window has none.
+std::string property(xcb_connection_t* connection, std::uint32_t window, std::uint32_t name,
+    std::uint32_t type, std::uint32_t length)
+{
+    auto* reply = xcb_get_property_reply(
+        connection, xcb_get_property(connection, 0, window, name, type, 0, length), nullptr);
+    if (!reply)
+        return {};
+    std::string value(static_cast<const char*>(xcb_get_property_value(reply)),
+        static_cast<std::size_t>(xcb_get_property_value_length(reply)));
+    std::free(reply);
+    return value;
+}
+
 } // namespace
 
 X11Focus::X11Focus()
 {
-    if (auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>())
-        m_display = x11->display();
+    auto* connection = xcb_connect(nullptr, nullptr);
+    if (xcb_connection_has_error(connection)) {
+        xcb_disconnect(connection);
+        return;
+    }
+    m_connection = connection;
+    m_root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+    m_activeAtom = atom("_NET_ACTIVE_WINDOW");
+    std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_change_window_attributes(connection, m_root, XCB_CW_EVENT_MASK, &mask);
+    xcb_flush(connection);
+    m_notifier = std::make_unique<QSocketNotifier>(
+        xcb_get_file_descriptor(connection), QSocketNotifier::Read);
+    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, [this] { readEvents(); });
+}
+
+X11Focus::~X11Focus()
+{
+    m_notifier.reset();
+    if (m_connection)
+        xcb_disconnect(m_connection);
+}
+
+std::uint32_t X11Focus::atom(const char* name) const
+{
+    auto* reply = xcb_intern_atom_reply(m_connection,
+        xcb_intern_atom(m_connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name),
+        nullptr);
+    if (!reply)
+        return XCB_ATOM_NONE;
+    auto value = reply->atom;
+    std::free(reply);
+    return value;
+}
+
+void X11Focus::readEvents()
+{
+    while (auto* event = xcb_poll_for_event(m_connection)) {
+        if ((event->response_type & ~0x80) == XCB_PROPERTY_NOTIFY) {
+            auto* change = reinterpret_cast<xcb_property_notify_event_t*>(event);
+            if ((change->window == m_root && change->atom == m_activeAtom)
+                || change->window == m_window)
+                m_isCurrent = false;
+        }
+        std::free(event);
+    }
 }
 
 std::optional<ApplicationIdentity> X11Focus::current() const
 {
-    if (!m_display)
+    if (!m_connection)
         return std::nullopt;
-    auto root = DefaultRootWindow(m_display);
-    auto activeAtom = XInternAtom(m_display, "_NET_ACTIVE_WINDOW", True);
-    if (activeAtom == None)
-        return std::nullopt;
-    Atom type = None;
-    int format = 0;
-    unsigned long count = 0;
-    unsigned long after = 0;
-    unsigned char* data = nullptr;
-    if (XGetWindowProperty(m_display, root, activeAtom, 0, 1, False, XA_WINDOW, &type, &format,
-            &count, &after, &data)
-            != Success
-        || !data || count == 0) {
-        if (data)
-            XFree(data);
-        return std::nullopt;
+    if (!m_isCurrent) {
+        m_identity = read();
+        m_isCurrent = true;
     }
-    Window window = *reinterpret_cast<Window*>(data);
-    XFree(data);
-    if (window == None)
+    return m_identity;
+}
+
+std::optional<ApplicationIdentity> X11Focus::read() const
+{
+    auto active = property(m_connection, m_root, m_activeAtom, XCB_GET_PROPERTY_TYPE_ANY, 1);
+    std::uint32_t window = 0;
+    if (active.size() == sizeof window)
+        std::memcpy(&window, active.data(), sizeof window);
+    if (window != m_window && window != 0) {
+        // Its own name changes are heard too, until another window has the focus.
+        std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        xcb_change_window_attributes(m_connection, window, XCB_CW_EVENT_MASK, &mask);
+        xcb_flush(m_connection);
+    }
+    m_window = window;
+    if (window == 0)
         return std::nullopt;
     ApplicationIdentity identity;
-    XClassHint hint {};
-    if (XGetClassHint(m_display, window, &hint)) {
-        identity.id = lowercased(hint.res_name ? hint.res_name : "");
-        identity.windowClass = hint.res_class ? hint.res_class : "";
-        if (hint.res_name)
-            XFree(hint.res_name);
-        if (hint.res_class)
-            XFree(hint.res_class);
-    }
-    auto nameAtom = XInternAtom(m_display, "_NET_WM_NAME", True);
-    auto utf8 = XInternAtom(m_display, "UTF8_STRING", True);
-    if (nameAtom != None
-        && XGetWindowProperty(m_display, window, nameAtom, 0, 256, False, utf8, &type, &format,
-               &count, &after, &data)
-            == Success
-        && data) {
-        identity.name.assign(reinterpret_cast<char*>(data), count);
-        XFree(data);
-    }
+    // WM_CLASS: the instance and the class, each ended by a NUL.
+    auto classes = property(m_connection, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 256);
+    auto split = classes.find('\0');
+    identity.id = lowercased(classes.substr(0, split));
+    if (split != std::string::npos)
+        identity.windowClass = classes.substr(split + 1, classes.find('\0', split + 1) - split - 1);
+    identity.name = property(m_connection, window, atom("_NET_WM_NAME"), atom("UTF8_STRING"), 256);
     if (identity.id.empty())
         identity.id = lowercased(identity.windowClass);
     return identity;

@@ -180,6 +180,15 @@ if window:
           f"typing a trigger in another program expands it ({read(field_file).splitlines()[:1]})")
     check(wait_for(lambda: read(clipboard_file) == "kept before"),
           f"the clipboard is put back ({read(clipboard_file)!r})")
+    # The field's program excluded: a window manager would name it the active window.
+    run("xprop", "-root", "-f", "_NET_ACTIVE_WINDOW", "32x", "-set", "_NET_ACTIVE_WINDOW",
+        hex(int(window[0])))
+    excluded = run(zeph, "config", "set", "snippets.excludedBundleIDs", '["zeph_test_field"]')
+    check(excluded.returncode == 0, "an application is excluded while the application runs")
+    run("xdotool", "type", "--delay", "60", " ;shrug")
+    time.sleep(1.5)
+    check(read(field_file).split("\n")[0] == shrug + " ;shrug",
+          f"nothing expands in an excluded application ({read(field_file).splitlines()[:1]})")
 field.terminate()
 field.wait(timeout=10)
 

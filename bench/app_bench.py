@@ -3,7 +3,7 @@
 `python3 bench/app_bench.py ZEPH_LAUNCHER` makes 1,000 desktop entries from the shared corpus's
 titles, starts the application with ZEPH_LAUNCHER_TRACE set, and reports: the start until its bus
 name is taken, its resident memory once idle, the hot key to the panel painted (warm), and each
-keystroke of the shared queries to the list repainted.
+keystroke of the shared queries to the list repainted, the queries typed twice.
 """
 
 import os
@@ -38,11 +38,13 @@ environment = dict(os.environ, HOME=os.path.join(root, "home"), ZEPH_DATA_DIR=os
 log_path = os.path.join(root, "trace.log")
 
 
-def bus_has_name():
-    reply = subprocess.run(["dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus",
-                            "/org/freedesktop/DBus", "org.freedesktop.DBus.NameHasOwner",
-                            "string:org.zeph.Launcher"], capture_output=True, text=True)
-    return "boolean true" in reply.stdout
+def answers():
+    # The application answers on its bus name once it is made and its event loop runs.
+    reply = subprocess.run(["dbus-send", "--session", "--print-reply", "--reply-timeout=5000",
+                            "--dest=org.zeph.Launcher", "/org/zeph/Launcher",
+                            "org.zeph.Launcher.GetDocument", "string:/nowhere", "string:none"],
+                           capture_output=True, text=True)
+    return reply.returncode == 0
 
 
 def key(*names):
@@ -51,7 +53,7 @@ def key(*names):
 
 began = time.monotonic()
 application = subprocess.Popen([launcher], env=environment, stderr=open(log_path, "w"))
-while not bus_has_name():
+while not answers():
     time.sleep(0.002)
 start_ms = (time.monotonic() - began) * 1000
 time.sleep(3)
@@ -65,12 +67,14 @@ for _ in range(12):
     time.sleep(0.15)
 key("alt+space")
 time.sleep(0.3)
-for query in queries:
-    for character in query:
-        subprocess.run(["xdotool", "type", "--delay", "0", character], env=environment)
-        time.sleep(0.12)
-    key("ctrl+a", "BackSpace")
-    time.sleep(0.15)
+# Twice: the first pass draws every glyph and icon for the first time.
+for _ in range(2):
+    for query in queries:
+        for character in query:
+            subprocess.run(["xdotool", "type", "--delay", "0", character], env=environment)
+            time.sleep(0.12)
+        key("ctrl+a", "BackSpace")
+        time.sleep(0.15)
 application.terminate()
 application.wait()
 
@@ -85,11 +89,14 @@ def figures(label):
 
 
 shows = figures("hot key")[2:]  # The first shows load fonts and icons: warm ones only.
-keystrokes = figures("keystroke")
+keystrokes = [float(m.group(1)) for line in lines
+              if (m := re.search(r"keystroke to paint ([0-9.]+) ms", line))]
+cold, warm = sorted(keystrokes[:len(keystrokes) // 2]), sorted(keystrokes[len(keystrokes) // 2:])
 p99 = lambda values: values[min(len(values) - 1, int(len(values) * 0.99))]
-print(f"start to bus name: {start_ms:.0f} ms")
+print(f"start to the first answer on the bus: {start_ms:.0f} ms")
 print(f"idle resident memory with {len(names)} applications: {rss_kib / 1024:.1f} MiB")
 print(f"hot key to panel painted, warm ({len(shows)}): median {statistics.median(shows):.2f} ms, "
       f"max {max(shows):.2f} ms")
-print(f"keystroke to list repainted ({len(keystrokes)}): median {statistics.median(keystrokes):.2f} ms, "
-      f"p99 {p99(keystrokes):.2f} ms, max {max(keystrokes):.2f} ms")
+for name, values in (("first pass", cold), ("second pass", warm)):
+    print(f"keystroke to list repainted, {name} ({len(values)}): median {statistics.median(values):.2f} ms, "
+          f"p99 {p99(values):.2f} ms, max {max(values):.2f} ms")

@@ -1,11 +1,14 @@
 // A window with one text field, standing for any program the user types into. It puts a text of
 // its own on the clipboard at start, and writes its field's text and caret position, and the
-// clipboard's text, to the two files named on its command line after every change.
+// clipboard's text, to the two files named on its command line after every change. F2 copies a
+// password as password managers do (marked secret), F3 copies a plain text.
 
 #include <QApplication>
 #include <QClipboard>
 #include <QFile>
 #include <QLineEdit>
+#include <QMimeData>
+#include <QShortcut>
 
 namespace {
 
@@ -36,6 +39,16 @@ int main(int argc, char** argv)
     QObject::connect(QGuiApplication::clipboard(), &QClipboard::dataChanged,
         [&] { write(clipboardFile, QGuiApplication::clipboard()->text().toUtf8()); });
     QGuiApplication::clipboard()->setText(QStringLiteral("kept before"));
+    QShortcut secret(QKeySequence(Qt::Key_F2), &field);
+    QObject::connect(&secret, &QShortcut::activated, [] {
+        auto* data = new QMimeData;
+        data->setText(QStringLiteral("hunter2 secret"));
+        data->setData(QStringLiteral("x-kde-passwordManagerHint"), "secret");
+        QGuiApplication::clipboard()->setMimeData(data);
+    });
+    QShortcut plain(QKeySequence(Qt::Key_F3), &field);
+    QObject::connect(&plain, &QShortcut::activated,
+        [] { QGuiApplication::clipboard()->setText(QStringLiteral("a plain copy")); });
     field.show();
     field.activateWindow();
     return QApplication::exec();

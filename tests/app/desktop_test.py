@@ -180,6 +180,16 @@ if window:
           f"typing a trigger in another program expands it ({read(field_file).splitlines()[:1]})")
     check(wait_for(lambda: read(clipboard_file) == "kept before"),
           f"the clipboard is put back ({read(clipboard_file)!r})")
+    # Copies: a password manager's is left out of the history, a plain one is kept. (Copies just
+    # after a paste of the application's own are not looked at: the paste's own would be recorded.)
+    time.sleep(1.0)
+    key("F2")
+    time.sleep(0.5)
+    key("F3")
+    check(wait_for(lambda: "a plain copy" in run(zeph, "clipboard", "list").stdout),
+          "a plain copy is recorded")
+    history = run(zeph, "clipboard", "list").stdout
+    check("hunter2" not in history, "a copy marked secret is not")
     # The field's program excluded: a window manager would name it the active window.
     run("xprop", "-root", "-f", "_NET_ACTIVE_WINDOW", "32x", "-set", "_NET_ACTIVE_WINDOW",
         hex(int(window[0])))

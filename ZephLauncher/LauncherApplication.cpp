@@ -99,9 +99,16 @@ LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, Launc
         });
     })
 {
-    // Key presses of other programs can be heard (and typed into) on X11 only.
-    m_model.accessibilityTrusted().set(
-        qGuiApp->nativeInterface<QNativeInterface::QX11Application>() != nullptr);
+    // Key presses of other programs can be heard (and typed into) on X11 only: under XWayland,
+    // only the few X11 programs would be seen.
+    bool isX11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>() != nullptr
+        && qEnvironmentVariable("XDG_SESSION_TYPE") != QLatin1String("wayland")
+        && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    m_model.accessibilityTrusted().set(isX11);
+    if (!isX11)
+        std::fprintf(stderr,
+            "Zeph Launcher: snippets expand as they are typed only in an X11 session; here they "
+            "are inserted from the launcher.\n");
     m_clipboardMonitor.start();
     m_panel.setController(&m_launcher);
     m_snippets.isLauncherKey = [this] { return m_panel.isPanelKey(); };

@@ -234,31 +234,31 @@ void X11KeyEvents::keyPressed(std::uint32_t keyCode, std::uint16_t sourceDevice)
         press.keyCode = 0xffff;
 
     auto keySym = xkb_state_key_get_one_sym(m_state, keyCode);
-    bool isModifier = xkb_keysym_to_utf32(keySym) == 0 && press.keyCode == 0xffff;
+    // Shift, Control, AltGr and the locks change what other keys type, and type nothing
+    // themselves; dead keys are no modifiers.
+    if ((keySym >= XKB_KEY_Shift_L && keySym <= XKB_KEY_Hyper_R)
+        || (keySym >= XKB_KEY_ISO_Lock && keySym <= XKB_KEY_ISO_Level5_Lock)
+        || keySym == XKB_KEY_Mode_switch || keySym == XKB_KEY_Num_Lock)
+        return;
     char text[64] = {};
-    if (m_compose && !isModifier
-        && xkb_compose_state_feed(m_compose, keySym) == XKB_COMPOSE_FEED_ACCEPTED) {
-        switch (xkb_compose_state_get_status(m_compose)) {
-        case XKB_COMPOSE_COMPOSING:
-            return; // A dead key: its character comes with the next key.
-        case XKB_COMPOSE_COMPOSED:
-            xkb_compose_state_get_utf8(m_compose, text, sizeof text);
-            xkb_compose_state_reset(m_compose);
-            break;
-        case XKB_COMPOSE_CANCELLED:
-            xkb_compose_state_reset(m_compose);
-            return;
-        case XKB_COMPOSE_NOTHING:
-            xkb_state_key_get_utf8(m_state, keyCode, text, sizeof text);
-            break;
-        }
-    } else if (!isModifier) {
+    auto fed = m_compose ? xkb_compose_state_feed(m_compose, keySym) : XKB_COMPOSE_FEED_IGNORED;
+    switch (fed == XKB_COMPOSE_FEED_ACCEPTED ? xkb_compose_state_get_status(m_compose)
+                                             : XKB_COMPOSE_NOTHING) {
+    case XKB_COMPOSE_COMPOSING:
+        return; // A dead key: its character comes with the next key.
+    case XKB_COMPOSE_COMPOSED:
+        xkb_compose_state_get_utf8(m_compose, text, sizeof text);
+        xkb_compose_state_reset(m_compose);
+        break;
+    case XKB_COMPOSE_CANCELLED:
+        xkb_compose_state_reset(m_compose);
+        return;
+    case XKB_COMPOSE_NOTHING:
         xkb_state_key_get_utf8(m_state, keyCode, text, sizeof text);
+        break;
     }
     // Control characters are commands (Return, Tab, Backspace, Escape), never typed text.
     press.characters = static_cast<unsigned char>(text[0]) >= 0x20 && text[0] != 0x7f ? text : "";
-    if (isModifier && press.characters.empty())
-        return;
     m_onKeyDown(press);
 }
 

@@ -4,6 +4,7 @@ Run as `desktop_test.py ZEPH_LAUNCHER ZEPH TEXT_FIELD [SCREENSHOT]`; it starts X
 there is no display. A screenshot of the panel with results goes to SCREENSHOT when given.
 """
 
+import json
 import os
 import shutil
 import signal
@@ -27,6 +28,21 @@ data = os.path.join(root, "data")
 marker = os.path.join(root, "launched")
 applications = os.path.join(home, ".local/share/applications")
 os.makedirs(applications)
+os.makedirs(data)
+
+
+def snippet(keyword, content):
+    return {"autoExpands": True, "content": content, "createdByAgent": False, "id": keyword,
+            "isEnabled": True, "keyword": keyword, "name": keyword, "pendingReview": False}
+
+
+with open(os.path.join(data, "snippets.json"), "w", encoding="utf-8") as snippets:
+    json.dump([{"excludedBundleIDs": [], "id": "test", "isEnabled": True, "name": "Test",
+                "prefix": ";", "snippets": [
+                    snippet("shrug", "\u00af\\_(\u30c4)_/\u00af"),
+                    snippet("tag", "<b>{cursor}</b>"),
+                    snippet("gr\u00fc\u00df", "Gr\u00fc\u00dfe aus K\u00f6ln"),
+                    snippet("caf\u00e9", "Kaffee")]}], snippets, ensure_ascii=False)
 with open(os.path.join(applications, "marker-maker.desktop"), "w") as entry:
     entry.write("[Desktop Entry]\nType=Application\nName=Marker Maker\n"
                 f"Exec=touch {marker}\n")
@@ -58,6 +74,13 @@ def bus_has(name):
     reply = run("dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.DBus",
                 "/org/freedesktop/DBus", "org.freedesktop.DBus.NameHasOwner", f"string:{name}")
     return "boolean true" in reply.stdout
+
+
+def answers():
+    # Once made, with its event loop running, the application answers on its bus name.
+    return run("dbus-send", "--session", "--print-reply", "--reply-timeout=5000",
+               "--dest=org.zeph.Launcher", "/org/zeph/Launcher", "org.zeph.Launcher.GetDocument",
+               "string:/nowhere", "string:none").returncode == 0
 
 
 def panel_visible():
@@ -111,9 +134,8 @@ wait_for(lambda: not bus_has("org.zeph.Launcher"))
 
 began = time.monotonic()
 application = start("application.log")
-check(wait_for(lambda: bus_has("org.zeph.Launcher"), 30), "the application starts")
-print(f"start to bus name: {(time.monotonic() - began) * 1000:.0f} ms", flush=True)
-time.sleep(0.3)
+check(wait_for(answers, 30), "the application starts")
+print(f"start to the first answer: {(time.monotonic() - began) * 1000:.0f} ms", flush=True)
 
 key("alt+space")
 check(wait_for(panel_visible), "the hot key shows the panel")
@@ -180,6 +202,31 @@ if window:
           f"typing a trigger in another program expands it ({read(field_file).splitlines()[:1]})")
     check(wait_for(lambda: read(clipboard_file) == "kept before"),
           f"the clipboard is put back ({read(clipboard_file)!r})")
+
+    def field_after(typing, *keys):
+        # Keys typed while an expansion finishes (until the clipboard is back) are not looked at.
+        time.sleep(1.0)
+        key("ctrl+a", "BackSpace")
+        run("xdotool", "type", "--delay", "60", typing)
+        if keys:
+            key(*keys)
+        time.sleep(0.2)
+
+    field_after(";tag")
+    check(wait_for(lambda: read(field_file).split("\n") == ["<b></b>", "3"]),
+          f"a snippet's caret mark leaves the caret there ({read(field_file).splitlines()})")
+    # A German layout: ü and ß are keys of their own, ";" is Shift+comma, and é comes from the
+    # dead acute key and e.
+    run("setxkbmap", "de")
+    time.sleep(0.5)
+    field_after(";gr\u00fc\u00df")
+    check(wait_for(lambda: read(field_file).split("\n")[0] == "Gr\u00fc\u00dfe aus K\u00f6ln"),
+          f"a German layout types its trigger ({read(field_file).splitlines()[:1]})")
+    field_after(";caf", "dead_acute", "e")
+    check(wait_for(lambda: read(field_file).split("\n")[0] == "Kaffee"),
+          f"a dead key makes its character ({read(field_file).splitlines()[:1]})")
+    run("setxkbmap", "us")
+    time.sleep(0.5)
     # Copies: a password manager's is left out of the history, a plain one is kept. (Copies just
     # after a paste of the application's own are not looked at: the paste's own would be recorded.)
     time.sleep(1.0)
@@ -195,9 +242,9 @@ if window:
         hex(int(window[0])))
     excluded = run(zeph, "config", "set", "snippets.excludedBundleIDs", '["zeph_test_field"]')
     check(excluded.returncode == 0, "an application is excluded while the application runs")
-    run("xdotool", "type", "--delay", "60", " ;shrug")
+    field_after(";shrug")
     time.sleep(1.5)
-    check(read(field_file).split("\n")[0] == shrug + " ;shrug",
+    check(read(field_file).split("\n")[0] == ";shrug",
           f"nothing expands in an excluded application ({read(field_file).splitlines()[:1]})")
 field.terminate()
 field.wait(timeout=10)

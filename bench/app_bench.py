@@ -1,11 +1,14 @@
 """The desktop application's figures, on a virtual X display with a session bus of its own.
 
-`python3 bench/app_bench.py ZEPH_LAUNCHER` makes 1,000 desktop entries from the shared corpus's
-titles, starts the application with ZEPH_LAUNCHER_TRACE set, and reports: the start until its bus
+`python3 bench/app_bench.py ZEPH_LAUNCHER [TEXT_FIELD]` makes 1,000 desktop entries from the shared
+corpus's titles and 1,000 snippets, starts the application with ZEPH_LAUNCHER_TRACE set, and reports: the start until its bus
 name is taken, its resident memory once idle, the hot key to the panel painted (warm), and each
-keystroke of the shared queries to the list repainted, the queries typed twice.
+keystroke of the shared queries to the list repainted, the queries typed twice. With the tests'
+text field client, it also types a paragraph into it and copies into the clipboard, and reports the
+application's work on each key press (the expander's, which expands nothing) and on each copy.
 """
 
+import json
 import os
 import re
 import statistics
@@ -15,6 +18,7 @@ import tempfile
 import time
 
 launcher = os.path.abspath(sys.argv[1])
+text_field = os.path.abspath(sys.argv[2]) if len(sys.argv) > 2 else None
 shared = os.path.join(os.path.dirname(__file__), "..", "..", "shared", "bench")
 
 if "ZEPH_BENCH_INSIDE" not in os.environ:
@@ -30,6 +34,13 @@ with open(os.path.join(shared, "corpus/titles-10k.txt")) as titles:
 for index, name in enumerate(names):
     with open(os.path.join(applications, f"app{index}.desktop"), "w") as entry:
         entry.write(f"[Desktop Entry]\nType=Application\nName={name}\nExec=true\n")
+os.makedirs(os.path.join(root, "data"))
+with open(os.path.join(root, "data/snippets.json"), "w") as snippets:
+    json.dump([{"excludedBundleIDs": [], "id": "bench", "isEnabled": True, "name": "Bench",
+                "prefix": ";", "snippets": [
+                    {"autoExpands": True, "content": name, "createdByAgent": False, "id": str(index),
+                     "isEnabled": True, "keyword": f"s{index}", "name": name, "pendingReview": False}
+                    for index, name in enumerate(names)]}], snippets)
 with open(os.path.join(shared, "queries.txt")) as queries:
     queries = [line.strip() for line in queries if line.strip()]
 
@@ -75,6 +86,23 @@ for _ in range(2):
             time.sleep(0.12)
         key("ctrl+a", "BackSpace")
         time.sleep(0.15)
+key("Escape")
+if text_field:
+    field = subprocess.Popen([text_field, os.path.join(root, "field.txt"),
+                              os.path.join(root, "clipboard.txt")], env=environment)
+    time.sleep(1.0)
+    window = subprocess.run(["xdotool", "search", "--onlyvisible", "--name", "^Zeph Test Field$"],
+                            env=environment, capture_output=True, text=True).stdout.split()
+    subprocess.run(["xdotool", "windowfocus", "--sync", window[0]], env=environment)
+    time.sleep(1.0)  # The copy the field makes at start is behind us.
+    subprocess.run(["xdotool", "type", "--delay", "20",
+                    "The quick brown fox jumps over the lazy dog; then it rests a while. " * 3],
+                   env=environment)
+    for _ in range(20):
+        key("F3")
+        time.sleep(0.1)
+    field.terminate()
+    field.wait()
 application.terminate()
 application.wait()
 
@@ -86,6 +114,11 @@ def figures(label):
     values = sorted(float(m.group(1)) for line in lines
                     if (m := re.search(rf"{label} to paint ([0-9.]+) ms", line)))
     return values
+
+
+def took(label):
+    return sorted(float(m.group(1)) for line in lines
+                  if (m := re.search(rf"{label} took ([0-9.]+) µs", line)))
 
 
 shows = figures("hot key")[2:]  # The first shows load fonts and icons: warm ones only.
@@ -100,3 +133,10 @@ print(f"hot key to panel painted, warm ({len(shows)}): median {statistics.median
 for name, values in (("first pass", cold), ("second pass", warm)):
     print(f"keystroke to list repainted, {name} ({len(values)}): median {statistics.median(values):.2f} ms, "
           f"p99 {p99(values):.2f} ms, max {max(values):.2f} ms")
+if text_field:
+    for label, name in (("a key press", "key press in another program, nothing expands"),
+                        ("a clipboard change", "copy recorded")):
+        values = took(label)
+        if values:
+            print(f"{name} ({len(values)}): median {statistics.median(values):.1f} µs, "
+                  f"p99 {p99(values):.1f} µs, max {max(values):.1f} µs")

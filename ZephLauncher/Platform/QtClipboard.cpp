@@ -1,5 +1,7 @@
 #include "Platform/QtClipboard.h"
 
+#include "Platform/Trace.h"
+
 #include <QBuffer>
 #include <QClipboard>
 #include <QGuiApplication>
@@ -12,6 +14,7 @@ QtClipboard::QtClipboard()
 {
     QObject::connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, &m_context, [this] {
         ++m_changeCount;
+        TraceTimer timer("a clipboard change");
         if (m_onChange)
             m_onChange();
     });

@@ -1,6 +1,7 @@
 #include "Platform/X11KeyEvents.h"
 
 #include "Platform/KeyTable.h"
+#include "Platform/Trace.h"
 #include "Platform/X11KeyInjector.h"
 
 #include <cstdlib>
@@ -187,6 +188,7 @@ void X11KeyEvents::readEvents()
             auto* generic = reinterpret_cast<xcb_ge_generic_event_t*>(event);
             if (generic->extension == m_inputOpcode && m_isListening) {
                 if (generic->event_type == XCB_INPUT_RAW_KEY_PRESS) {
+                    TraceTimer timer("a key press");
                     auto* press = reinterpret_cast<xcb_input_raw_key_press_event_t*>(event);
                     keyPressed(press->detail, press->sourceid);
                 } else if (generic->event_type == XCB_INPUT_RAW_BUTTON_PRESS && m_onPointerDown) {

@@ -3,6 +3,7 @@
 #include "Logic/LauncherController.h"
 #include "Logic/PanelPlacement.h"
 #include "Platform/KeyTable.h"
+#include "Platform/Trace.h"
 #include "UI/ResultList.h"
 
 #include <cstdio>
@@ -133,7 +134,7 @@ LauncherPanel::LauncherPanel(std::filesystem::path dataFolder)
     layout->addLayout(body, 1);
     layout->addLayout(footer);
 
-    m_isTracing = qEnvironmentVariableIsSet("ZEPH_LAUNCHER_TRACE");
+    m_isTracing = TraceTimer::isOn();
     connect(m_field, &QLineEdit::textEdited, this, [this](const QString& text) {
         traceFrom("keystroke");
         if (m_controller)

@@ -1,11 +1,12 @@
 // A window with one text field, standing for any program the user types into. It puts a text of
 // its own on the clipboard at start, and writes its field's text and caret position, and the
 // clipboard's text, to the two files named on its command line after every change. F2 copies a
-// password as password managers do (marked secret), F3 copies a plain text.
+// password as password managers do (marked secret), F3 copies a plain text, F4 an image.
 
 #include <QApplication>
 #include <QClipboard>
 #include <QFile>
+#include <QImage>
 #include <QLineEdit>
 #include <QMimeData>
 #include <QShortcut>
@@ -49,6 +50,12 @@ int main(int argc, char** argv)
     QShortcut plain(QKeySequence(Qt::Key_F3), &field);
     QObject::connect(&plain, &QShortcut::activated,
         [] { QGuiApplication::clipboard()->setText(QStringLiteral("a plain copy")); });
+    QShortcut image(QKeySequence(Qt::Key_F4), &field);
+    QObject::connect(&image, &QShortcut::activated, [] {
+        QImage red(12, 8, QImage::Format_RGB32);
+        red.fill(Qt::red);
+        QGuiApplication::clipboard()->setImage(red);
+    });
     field.show();
     field.activateWindow();
     return QApplication::exec();

@@ -237,6 +237,13 @@ if window:
           "a plain copy is recorded")
     history = run(zeph, "clipboard", "list").stdout
     check("hunter2" not in history, "a copy marked secret is not")
+    key("F4")
+    check(wait_for(lambda: "\timage\t" in run(zeph, "clipboard", "list").stdout),
+          "a copied image is recorded")
+    images = os.path.join(data, "Clipboard")
+    pngs = os.listdir(images) if os.path.isdir(images) else []
+    check(len(pngs) == 1 and open(os.path.join(images, pngs[0]), "rb").read(8) == b"\x89PNG\r\n\x1a\n",
+          f"as a PNG file in the data folder ({pngs})")
     # The field's program excluded: a window manager would name it the active window.
     run("xprop", "-root", "-f", "_NET_ACTIVE_WINDOW", "32x", "-set", "_NET_ACTIVE_WINDOW",
         hex(int(window[0])))

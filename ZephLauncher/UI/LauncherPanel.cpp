@@ -11,12 +11,14 @@
 #include <QApplication>
 #include <QCursor>
 #include <QHBoxLayout>
+#include <QImageReader>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
 #include <QPainterPath>
 #include <QScreen>
+#include <QUrl>
 #include <QVBoxLayout>
 #include <QWindow>
 
@@ -75,7 +77,26 @@ std::string detailText(const DetailContent& detail)
     auto escape = [](const std::string& text) {
         return QString::fromStdString(text).toHtmlEscaped().toStdString();
     };
-    std::string html = "<p style='font-size:15px'><b>" + escape(detail.title) + "</b></p>";
+    std::string html;
+    // Stored images and pictures of image files, scaled to the pane's width.
+    const std::string* imagePath = nullptr;
+    if (const auto* image = std::get_if<DetailHeroes::Image>(&detail.hero))
+        imagePath = &image->path;
+    if (const auto* picture = std::get_if<DetailHeroes::Picture>(&detail.hero))
+        imagePath = &picture->path;
+    if (imagePath) {
+        QImageReader reader(QString::fromStdString(*imagePath));
+        auto size = reader.size();
+        if (size.isValid() && size.width() > 0) {
+            auto width = std::min(size.width(), 240);
+            auto height = size.height() * width / size.width();
+            html += "<p><img src=\""
+                + escape(QUrl::fromLocalFile(reader.fileName()).toString().toStdString())
+                + "\" width=\"" + std::to_string(width) + "\" height=\"" + std::to_string(height)
+                + "\"></p>";
+        }
+    }
+    html += "<p style='font-size:15px'><b>" + escape(detail.title) + "</b></p>";
     if (!detail.subtitle.empty())
         html += "<p>" + escape(detail.subtitle) + "</p>";
     if (const auto* text = std::get_if<DetailHeroes::Text>(&detail.hero))

@@ -3,6 +3,7 @@
 #include "Logic/Autostart.h"
 #include "Logic/PanelPlacement.h"
 #include "Platform/KeyTable.h"
+#include "Platform/PortalHotKeys.h"
 #include "Workflows/ProcessScriptRunner.h"
 
 #include <cstdio>
@@ -52,8 +53,9 @@ bool desktopPrefersDark()
 // A compositing manager owns the _NET_WM_CM_S<screen> selection.
 bool compositorRuns()
 {
+    // Other platforms (Wayland, offscreen) may offer the interface without a connection.
     auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (!x11)
+    if (!x11 || !x11->connection())
         return true; // Wayland compositors always composite.
     auto* connection = x11->connection();
     auto name = QByteArrayLiteral("_NET_WM_CM_S0");
@@ -73,11 +75,30 @@ bool compositorRuns()
     return owned;
 }
 
+bool isWaylandSession()
+{
+    return qEnvironmentVariable("XDG_SESSION_TYPE") == QLatin1String("wayland")
+        || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+// Under Wayland an X11 grab sees only keys typed into X11 windows: the portal serves there where
+// it offers global shortcuts.
+std::unique_ptr<HotKeyService> makeHotKeyService()
+{
+    if (isWaylandSession()) {
+        auto portal = std::make_unique<PortalHotKeys>();
+        if (portal->isAvailable())
+            return portal;
+    }
+    return std::make_unique<X11HotKeys>();
+}
+
 } // namespace
 
 LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, LauncherBus& bus)
     : m_model(dataFolder, m_loop, m_watching, homeFolder())
-    , m_hotkeys(m_hotkeyService, m_loop)
+    , m_hotkeyService(makeHotKeyService())
+    , m_hotkeys(*m_hotkeyService, m_loop)
     , m_inserter(m_clipboard, m_keys, m_focus, m_loop)
     , m_workflows(m_model, m_hotkeys,
           { m_desktop, m_desktop, m_clipboard, m_inserter, m_loop,
@@ -101,9 +122,8 @@ LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, Launc
 {
     // Key presses of other programs can be heard (and typed into) on X11 only: under XWayland,
     // only the few X11 programs would be seen.
-    bool isX11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>() != nullptr
-        && qEnvironmentVariable("XDG_SESSION_TYPE") != QLatin1String("wayland")
-        && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    bool isX11 = x11 && x11->connection() && !isWaylandSession();
     m_model.accessibilityTrusted().set(isX11);
     if (!isX11)
         std::fprintf(stderr,

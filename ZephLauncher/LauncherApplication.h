@@ -51,7 +51,7 @@ private:
     QtMainLoop m_loop;
     QtFolderWatching m_watching;
     AppModel m_model;
-    X11HotKeys m_hotkeyService;
+    std::unique_ptr<HotKeyService> m_hotkeyService;
     HotKeyCenter m_hotkeys;
     DesktopLauncher m_desktop;
     QtClipboard m_clipboard;

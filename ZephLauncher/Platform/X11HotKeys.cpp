@@ -40,7 +40,7 @@ std::uint16_t x11Modifiers(KeyCombo::Modifiers modifiers)
 X11HotKeys::X11HotKeys()
 {
     auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    if (!x11)
+    if (!x11 || !x11->connection())
         return;
     m_display = x11->display();
     m_connection = x11->connection();

@@ -1,6 +1,6 @@
 """The real application on a virtual X display with a session bus of its own.
 
-Run as `desktop_test.py ZEPH_LAUNCHER ZEPH TEXT_FIELD [SCREENSHOT]`; it starts Xvfb and the bus itself when
+Run as `desktop_test.py ZEPH_LAUNCHER ZEPH TEXT_FIELD MOCK_PORTAL [SCREENSHOT]`; it starts Xvfb and the bus itself when
 there is no display. A screenshot of the panel with results goes to SCREENSHOT when given.
 """
 
@@ -13,8 +13,8 @@ import sys
 import tempfile
 import time
 
-launcher, zeph, text_field = sys.argv[1], sys.argv[2], sys.argv[3]
-screenshot = sys.argv[4] if len(sys.argv) > 4 else None
+launcher, zeph, text_field, mock_portal = sys.argv[1:5]
+screenshot = sys.argv[5] if len(sys.argv) > 5 else None
 
 if "ZEPH_TEST_INSIDE" not in os.environ:
     os.environ["ZEPH_TEST_INSIDE"] = "1"
@@ -273,7 +273,34 @@ check(stopped.returncode == 0, "without the application the command line writes 
 with open(os.path.join(data, "settings.json")) as settings:
     check('"verticalPosition": 0.25' in settings.read(), "and the file holds it")
 
+# A Wayland session: the hot key goes through the desktop portal's global shortcuts.
+portal_log = open(os.path.join(root, "portal.log"), "w")
+portal = subprocess.Popen([mock_portal], env=environment, stdout=portal_log, stderr=subprocess.STDOUT)
+check(wait_for(lambda: bus_has("org.freedesktop.portal.Desktop")), "a portal runs")
+wayland = start("wayland.log", {"WAYLAND_DISPLAY": "wayland-test", "QT_QPA_PLATFORM": "offscreen",
+                                "ZEPH_LAUNCHER_TRACE": "1",
+                                "ZEPH_DATA_DIR": os.path.join(root, "wayland")})
+check(wait_for(lambda: "bound zeph-" in log_text("portal.log"), 30),
+      f"the hot key is bound through the portal ({log_text('portal.log').strip()})")
+bound = log_text("portal.log").split()
+check("ALT+space" in bound, "with Alt+Space as its preferred trigger")
+if "bound" in bound:
+    shortcut = bound[bound.index("bound") + 1]
+    time.sleep(0.5)  # The portal's answer to the binding reaches the application first.
+    run("dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.portal.Desktop",
+        "/org/freedesktop/portal/desktop", "org.freedesktop.portal.GlobalShortcuts.Press",
+        f"string:{shortcut}")
+    check(wait_for(lambda: "hot key to paint" in log_text("wayland.log")),
+          "its activation shows the panel")
+check("only in an X11 session" in log_text("wayland.log"),
+      "typed expansion says it needs X11")
+wayland.terminate()
+wayland.wait(timeout=10)
+portal.terminate()
+portal.wait(timeout=10)
+
 if failures:
+    print(log_text("wayland.log"))
     print(log_text("refused.log"))
     print(log_text("application.log"))
 shutil.rmtree(root, ignore_errors=True)

@@ -1,0 +1,223 @@
+#include "Platform/PortalHotKeys.h"
+
+#include "Platform/KeyTable.h"
+
+#include <cstdio>
+
+#include <QDBusArgument>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QTimer>
+
+#include <xkbcommon/xkbcommon.h>
+
+namespace zeph::Portal {
+
+// One shortcut as the portal passes them: its id and a dictionary of properties.
+struct Shortcut {
+    QString id;
+    QVariantMap properties;
+};
+
+QDBusArgument& operator<<(QDBusArgument& argument, const Shortcut& shortcut)
+{
+    argument.beginStructure();
+    argument << shortcut.id << shortcut.properties;
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument& operator>>(const QDBusArgument& argument, Shortcut& shortcut)
+{
+    argument.beginStructure();
+    argument >> shortcut.id >> shortcut.properties;
+    argument.endStructure();
+    return argument;
+}
+
+} // namespace zeph::Portal
+
+Q_DECLARE_METATYPE(zeph::Portal::Shortcut)
+
+namespace zeph {
+
+namespace {
+
+const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
+const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
+const QString shortcutsInterface = QStringLiteral("org.freedesktop.portal.GlobalShortcuts");
+const QString requestInterface = QStringLiteral("org.freedesktop.portal.Request");
+const QString shortcutPrefix = QStringLiteral("zeph-");
+
+QString pathOf(const QVariant& value)
+{
+    return value.canConvert<QDBusObjectPath>() ? value.value<QDBusObjectPath>().path()
+                                               : value.toString();
+}
+
+} // namespace
+
+PortalHotKeys::PortalHotKeys()
+{
+    qDBusRegisterMetaType<Portal::Shortcut>();
+    qDBusRegisterMetaType<QList<Portal::Shortcut>>();
+    auto bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return;
+    // A program outside a sandbox names itself before its first portal call (newer portals).
+    auto registration = QDBusMessage::createMethodCall(portalService, portalPath,
+        QStringLiteral("org.freedesktop.host.portal.Registry"), QStringLiteral("Register"));
+    registration << QStringLiteral("zeph-launcher") << QVariantMap();
+    bus.call(registration, QDBus::Block, 1000);
+    auto version = QDBusMessage::createMethodCall(portalService, portalPath,
+        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    version << shortcutsInterface << QStringLiteral("version");
+    m_isAvailable = bus.call(version, QDBus::Block, 1000).type() == QDBusMessage::ReplyMessage;
+    if (m_isAvailable)
+        bus.connect(portalService, portalPath, shortcutsInterface, QStringLiteral("Activated"),
+            this, SLOT(activated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
+}
+
+PortalHotKeys::~PortalHotKeys()
+{
+    if (!m_session.isEmpty())
+        QDBusConnection::sessionBus().call(
+            QDBusMessage::createMethodCall(portalService, m_session,
+                QStringLiteral("org.freedesktop.portal.Session"), QStringLiteral("Close")),
+            QDBus::NoBlock);
+}
+
+QString PortalHotKeys::trigger(const KeyCombo& combo)
+{
+    using Modifiers = KeyCombo::Modifiers;
+    QString text;
+    for (auto [modifier, word] :
+        { std::pair { Modifiers::control, "CTRL+" }, std::pair { Modifiers::option, "ALT+" },
+            std::pair { Modifiers::shift, "SHIFT+" }, std::pair { Modifiers::command, "LOGO+" } }) {
+        if (combo.modifiers.contains(modifier))
+            text += QLatin1String(word);
+    }
+    char name[64] = {};
+    if (auto keySym = KeyTable::x11KeySym(combo.keyCode))
+        xkb_keysym_get_name(*keySym, name, sizeof name);
+    return text + QString::fromLatin1(name);
+}
+
+bool PortalHotKeys::grab(std::uint32_t id, const KeyCombo& combo)
+{
+    if (!m_isAvailable || !KeyTable::x11KeySym(combo.keyCode))
+        return false;
+    m_combos[id] = combo;
+    scheduleBinding();
+    return true;
+}
+
+void PortalHotKeys::release(std::uint32_t id)
+{
+    if (m_combos.erase(id) > 0)
+        scheduleBinding();
+}
+
+void PortalHotKeys::setHandler(std::function<void(std::uint32_t)> handler)
+{
+    m_handler = std::move(handler);
+}
+
+void PortalHotKeys::scheduleBinding()
+{
+    // The grabs of one change (the launcher's key, every workflow's) go to the portal together.
+    if (m_isBindingScheduled)
+        return;
+    m_isBindingScheduled = true;
+    QTimer::singleShot(0, this, [this] {
+        m_isBindingScheduled = false;
+        startSession();
+    });
+}
+
+QString PortalHotKeys::requestPath(const QString& token) const
+{
+    auto sender = QDBusConnection::sessionBus().baseService().mid(1).replace(u'.', u'_');
+    return portalPath + QStringLiteral("/request/") + sender + u'/' + token;
+}
+
+void PortalHotKeys::startSession()
+{
+    auto bus = QDBusConnection::sessionBus();
+    if (!m_session.isEmpty()) {
+        bus.call(QDBusMessage::createMethodCall(portalService, m_session,
+                     QStringLiteral("org.freedesktop.portal.Session"), QStringLiteral("Close")),
+            QDBus::NoBlock);
+        m_session.clear();
+    }
+    if (m_combos.empty())
+        return;
+    auto token = QStringLiteral("zeph%1").arg(++m_serial);
+    bus.connect(portalService, requestPath(token), requestInterface, QStringLiteral("Response"),
+        this, SLOT(sessionCreated(uint, QVariantMap)));
+    auto message = QDBusMessage::createMethodCall(
+        portalService, portalPath, shortcutsInterface, QStringLiteral("CreateSession"));
+    message << QVariantMap { { QStringLiteral("handle_token"), token },
+        { QStringLiteral("session_handle_token"), token } };
+    bus.call(message, QDBus::NoBlock);
+}
+
+void PortalHotKeys::sessionCreated(uint response, const QVariantMap& results)
+{
+    auto bus = QDBusConnection::sessionBus();
+    bus.disconnect(portalService, requestPath(QStringLiteral("zeph%1").arg(m_serial)),
+        requestInterface, QStringLiteral("Response"), this,
+        SLOT(sessionCreated(uint, QVariantMap)));
+    if (response != 0) {
+        std::fprintf(stderr, "Zeph Launcher: the desktop refused global shortcuts\n");
+        return;
+    }
+    m_session = pathOf(results.value(QStringLiteral("session_handle")));
+    QList<Portal::Shortcut> shortcuts;
+    for (const auto& [id, combo] : m_combos)
+        shortcuts.append({ shortcutPrefix + QString::number(id),
+            { { QStringLiteral("description"),
+                  QStringLiteral("Zeph Launcher: ")
+                      + QString::fromStdString(KeyTable::displayText(combo)) },
+                { QStringLiteral("preferred_trigger"), trigger(combo) } } });
+    auto token = QStringLiteral("zeph%1").arg(++m_serial);
+    bus.connect(portalService, requestPath(token), requestInterface, QStringLiteral("Response"),
+        this, SLOT(shortcutsBound(uint, QVariantMap)));
+    auto message = QDBusMessage::createMethodCall(
+        portalService, portalPath, shortcutsInterface, QStringLiteral("BindShortcuts"));
+    message << QVariant::fromValue(QDBusObjectPath(m_session)) << QVariant::fromValue(shortcuts)
+            << QString() << QVariantMap { { QStringLiteral("handle_token"), token } };
+    bus.call(message, QDBus::NoBlock);
+}
+
+void PortalHotKeys::shortcutsBound(uint response, const QVariantMap& results)
+{
+    QDBusConnection::sessionBus().disconnect(portalService,
+        requestPath(QStringLiteral("zeph%1").arg(m_serial)), requestInterface,
+        QStringLiteral("Response"), this, SLOT(shortcutsBound(uint, QVariantMap)));
+    QStringList bound;
+    if (response == 0) {
+        auto list = qdbus_cast<QList<Portal::Shortcut>>(results.value(QStringLiteral("shortcuts")));
+        for (const auto& shortcut : list)
+            bound << shortcut.id;
+    }
+    for (const auto& [id, combo] : m_combos) {
+        if (!bound.contains(shortcutPrefix + QString::number(id)))
+            std::fprintf(stderr, "Zeph Launcher: hotkey %s is unavailable\n",
+                KeyTable::displayText(combo).c_str());
+    }
+}
+
+void PortalHotKeys::activated(
+    const QDBusObjectPath& session, const QString& shortcut, qulonglong, const QVariantMap&)
+{
+    if (session.path() != m_session || !shortcut.startsWith(shortcutPrefix))
+        return;
+    bool isNumber = false;
+    auto id = shortcut.mid(shortcutPrefix.size()).toUInt(&isNumber);
+    if (isNumber && m_combos.contains(id) && m_handler)
+        m_handler(id);
+}
+
+} // namespace zeph

@@ -1,44 +1,16 @@
 #include "Platform/PortalHotKeys.h"
 
 #include "Platform/KeyTable.h"
+#include "Platform/PortalShortcut.h"
 
 #include <cstdio>
 
-#include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusMetaType>
 #include <QTimer>
 
 #include <xkbcommon/xkbcommon.h>
-
-namespace zeph::Portal {
-
-// One shortcut as the portal passes them: its id and a dictionary of properties.
-struct Shortcut {
-    QString id;
-    QVariantMap properties;
-};
-
-QDBusArgument& operator<<(QDBusArgument& argument, const Shortcut& shortcut)
-{
-    argument.beginStructure();
-    argument << shortcut.id << shortcut.properties;
-    argument.endStructure();
-    return argument;
-}
-
-const QDBusArgument& operator>>(const QDBusArgument& argument, Shortcut& shortcut)
-{
-    argument.beginStructure();
-    argument >> shortcut.id >> shortcut.properties;
-    argument.endStructure();
-    return argument;
-}
-
-} // namespace zeph::Portal
-
-Q_DECLARE_METATYPE(zeph::Portal::Shortcut)
 
 namespace zeph {
 

@@ -2,10 +2,11 @@
 // shortcuts written to standard output ("bound ID TRIGGER"), and a Press(ID) call of its own that
 // activates a bound shortcut as if the user had pressed it.
 
+#include "Platform/PortalShortcut.h"
+
 #include <cstdio>
 
 #include <QCoreApplication>
-#include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusContext>
 #include <QDBusMessage>
@@ -13,27 +14,7 @@
 #include <QDBusObjectPath>
 #include <QTimer>
 
-struct Shortcut {
-    QString id;
-    QVariantMap properties;
-};
-Q_DECLARE_METATYPE(Shortcut)
-
-QDBusArgument& operator<<(QDBusArgument& argument, const Shortcut& shortcut)
-{
-    argument.beginStructure();
-    argument << shortcut.id << shortcut.properties;
-    argument.endStructure();
-    return argument;
-}
-
-const QDBusArgument& operator>>(const QDBusArgument& argument, Shortcut& shortcut)
-{
-    argument.beginStructure();
-    argument >> shortcut.id >> shortcut.properties;
-    argument.endStructure();
-    return argument;
-}
+using zeph::Portal::Shortcut;
 
 namespace {
 

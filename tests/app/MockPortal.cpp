@@ -40,8 +40,8 @@ public Q_SLOTS:
         return QDBusObjectPath(request);
     }
 
-    QDBusObjectPath BindShortcuts(const QDBusObjectPath& session, const QList<Shortcut>& list,
-        const QString&, const QVariantMap& options)
+    QDBusObjectPath BindShortcuts(const QDBusObjectPath& session,
+        const QList<zeph::Portal::Shortcut>& list, const QString&, const QVariantMap& options)
     {
         auto request = path(QStringLiteral("request"), options.value("handle_token").toString());
         for (const auto& shortcut : list)

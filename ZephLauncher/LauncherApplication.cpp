@@ -4,6 +4,8 @@
 #include "Logic/PanelPlacement.h"
 #include "Platform/KeyTable.h"
 #include "Platform/PortalHotKeys.h"
+#include "Platform/X11Connection.h"
+#include "Storage/Paths.h"
 #include "Workflows/ProcessScriptRunner.h"
 
 #include <cstdio>
@@ -22,8 +24,7 @@ namespace {
 
 std::string homeFolder()
 {
-    auto home = qEnvironmentVariable("HOME");
-    return home.isEmpty() ? std::string("/") : home.toStdString();
+    return Paths::Environment::current().home.value_or("/");
 }
 
 MakeScriptRunner processScripts()
@@ -53,11 +54,9 @@ bool desktopPrefersDark()
 // A compositing manager owns the _NET_WM_CM_S<screen> selection.
 bool compositorRuns()
 {
-    // Other platforms (Wayland, offscreen) may offer the interface without a connection.
-    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (!x11 || !x11->connection())
+    auto* connection = qtX11Connection();
+    if (!connection)
         return true; // Wayland compositors always composite.
-    auto* connection = x11->connection();
     auto name = QByteArrayLiteral("_NET_WM_CM_S0");
     auto atomReply = xcb_intern_atom_reply(connection,
         xcb_intern_atom(connection, 1, static_cast<std::uint16_t>(name.size()), name.constData()),
@@ -108,7 +107,7 @@ LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, Launc
           Calendar::current(),
           [](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); })
     , m_clipboardMonitor(m_model, m_clipboard, m_focus, m_inserter, m_loop)
-    , m_files(dataFolder / "files.sqlite", homeFolder(), m_loop)
+    , m_files(dataFolder / Paths::fileIndexFile, homeFolder(), m_loop)
     , m_panel(dataFolder)
     , m_launcher({ m_model, m_workflows, m_snippets, m_inserter, m_desktop, m_clipboard, m_files,
           m_panel, m_loop, processScripts(), [] {} })
@@ -122,8 +121,7 @@ LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, Launc
 {
     // Key presses of other programs can be heard (and typed into) on X11 only: under XWayland,
     // only the few X11 programs would be seen.
-    auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    bool isX11 = x11 && x11->connection() && !isWaylandSession();
+    bool isX11 = qtX11Connection() && !isWaylandSession();
     m_model.accessibilityTrusted().set(isX11);
     if (!isX11)
         std::fprintf(stderr,
@@ -208,11 +206,6 @@ void LauncherApplication::applyAutostart()
         std::fprintf(stderr, "Zeph Launcher: %s\n", error->message.c_str());
 }
 
-void LauncherApplication::tell(const std::string& title, const std::string& body)
-{
-    m_desktop.notify(title, body);
-}
-
 void LauncherApplication::rebuildTray()
 {
     const auto& settings = m_model.settings().get();
@@ -227,7 +220,7 @@ void LauncherApplication::rebuildTray()
         // Without a tray, what its menu would show of the hot key comes as a notification, once.
         if (!m_launcherHotkeyID && !m_hasToldTrayless) {
             m_hasToldTrayless = true;
-            tell("Zeph Launcher",
+            m_desktop.notify("Zeph Launcher",
                 shortcut + ". Bind `zeph-launcher --toggle` in the keyboard settings.");
         }
         return;

@@ -46,7 +46,6 @@ private:
     void rebuildTray();
     void applyAutostart();
     void applyTheme();
-    void tell(const std::string& title, const std::string& body);
 
     QtMainLoop m_loop;
     QtFolderWatching m_watching;

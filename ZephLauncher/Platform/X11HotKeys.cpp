@@ -1,6 +1,7 @@
 #include "Platform/X11HotKeys.h"
 
 #include "Platform/KeyTable.h"
+#include "Platform/X11Connection.h"
 
 #include <array>
 #include <cstdlib>
@@ -39,11 +40,10 @@ std::uint16_t x11Modifiers(KeyCombo::Modifiers modifiers)
 
 X11HotKeys::X11HotKeys()
 {
-    auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    if (!x11 || !x11->connection())
+    m_connection = qtX11Connection();
+    if (!m_connection)
         return;
-    m_display = x11->display();
-    m_connection = x11->connection();
+    m_display = qtX11Display();
     m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
     qGuiApp->installNativeEventFilter(this);
 }

@@ -1,10 +1,9 @@
 #include "Platform/X11KeyInjector.h"
 
 #include "Platform/KeyTable.h"
+#include "Platform/X11Connection.h"
 
 #include <vector>
-
-#include <QGuiApplication>
 
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
@@ -13,9 +12,8 @@
 namespace zeph {
 
 X11KeyInjector::X11KeyInjector()
+    : m_display(qtX11Display())
 {
-    if (auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>())
-        m_display = x11->display();
 }
 
 void X11KeyInjector::tap(std::uint32_t keyCode, KeyCombo::Modifiers modifiers)

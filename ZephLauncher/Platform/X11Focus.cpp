@@ -1,6 +1,7 @@
 #include "Platform/X11Focus.h"
 
-#include <algorithm>
+#include "Support/Text.h"
+
 #include <cstdlib>
 #include <cstring>
 
@@ -11,13 +12,6 @@
 namespace zeph {
 
 namespace {
-
-std::string lowercased(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(),
-        [](unsigned char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c); });
-    return text;
-}
 
 // A property's bytes; empty when the window has none.
 std::string property(xcb_connection_t* connection, std::uint32_t window, std::uint32_t name,
@@ -115,12 +109,12 @@ std::optional<ApplicationIdentity> X11Focus::read() const
     // WM_CLASS: the instance and the class, each ended by a NUL.
     auto classes = property(m_connection, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 256);
     auto split = classes.find('\0');
-    identity.id = lowercased(classes.substr(0, split));
+    identity.id = lowercasedText(classes.substr(0, split));
     if (split != std::string::npos)
         identity.windowClass = classes.substr(split + 1, classes.find('\0', split + 1) - split - 1);
     identity.name = property(m_connection, window, atom("_NET_WM_NAME"), atom("UTF8_STRING"), 256);
     if (identity.id.empty())
-        identity.id = lowercased(identity.windowClass);
+        identity.id = lowercasedText(identity.windowClass);
     return identity;
 }
 

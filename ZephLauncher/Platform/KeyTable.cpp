@@ -5,6 +5,7 @@
 #include <Qt>
 
 #include <X11/keysym.h>
+#include <xkbcommon/xkbcommon.h>
 
 namespace zeph::KeyTable {
 
@@ -139,18 +140,39 @@ std::optional<std::uint32_t> keyCodeForX11KeySym(std::uint32_t keySym)
     return std::nullopt;
 }
 
-std::string displayText(const KeyCombo& combo)
+namespace {
+
+// The modifiers' words in the order Ctrl, Alt, Shift, Super, each followed by "+".
+std::string modifierWords(KeyCombo::Modifiers modifiers, const std::array<const char*, 4>& words)
 {
     using Modifiers = KeyCombo::Modifiers;
     std::string text;
-    for (auto [modifier, word] : { std::pair { Modifiers::control, "Ctrl+" },
-             std::pair { Modifiers::option, "Alt+" }, std::pair { Modifiers::shift, "Shift+" },
-             std::pair { Modifiers::command, "Super+" } }) {
-        if (combo.modifiers.contains(modifier))
-            text += word;
+    auto order = { Modifiers::control, Modifiers::option, Modifiers::shift, Modifiers::command };
+    std::size_t index = 0;
+    for (auto modifier : order) {
+        if (modifiers.contains(modifier))
+            text += std::string(words[index]) + "+";
+        ++index;
     }
+    return text;
+}
+
+} // namespace
+
+std::string displayText(const KeyCombo& combo)
+{
     const auto* key = find(combo.keyCode);
-    return text + (key && key->name ? std::string(key->name) : KeyCode::name(combo.keyCode));
+    return modifierWords(combo.modifiers, { "Ctrl", "Alt", "Shift", "Super" })
+        + (key && key->name ? std::string(key->name) : KeyCode::name(combo.keyCode));
+}
+
+std::string portalTrigger(const KeyCombo& combo)
+{
+    const auto* key = find(combo.keyCode);
+    char name[64] = {};
+    if (!key || xkb_keysym_get_name(key->keySym, name, sizeof name) <= 0)
+        return {};
+    return modifierWords(combo.modifiers, { "CTRL", "ALT", "SHIFT", "LOGO" }) + name;
 }
 
 } // namespace zeph::KeyTable

@@ -10,8 +10,6 @@
 #include <QDBusMetaType>
 #include <QTimer>
 
-#include <xkbcommon/xkbcommon.h>
-
 namespace zeph {
 
 namespace {
@@ -60,25 +58,9 @@ PortalHotKeys::~PortalHotKeys()
             QDBus::NoBlock);
 }
 
-QString PortalHotKeys::trigger(const KeyCombo& combo)
-{
-    using Modifiers = KeyCombo::Modifiers;
-    QString text;
-    for (auto [modifier, word] :
-        { std::pair { Modifiers::control, "CTRL+" }, std::pair { Modifiers::option, "ALT+" },
-            std::pair { Modifiers::shift, "SHIFT+" }, std::pair { Modifiers::command, "LOGO+" } }) {
-        if (combo.modifiers.contains(modifier))
-            text += QLatin1String(word);
-    }
-    char name[64] = {};
-    if (auto keySym = KeyTable::x11KeySym(combo.keyCode))
-        xkb_keysym_get_name(*keySym, name, sizeof name);
-    return text + QString::fromLatin1(name);
-}
-
 bool PortalHotKeys::grab(std::uint32_t id, const KeyCombo& combo)
 {
-    if (!m_isAvailable || !KeyTable::x11KeySym(combo.keyCode))
+    if (!m_isAvailable || KeyTable::portalTrigger(combo).empty())
         return false;
     m_combos[id] = combo;
     scheduleBinding();
@@ -152,7 +134,8 @@ void PortalHotKeys::sessionCreated(uint response, const QVariantMap& results)
             { { QStringLiteral("description"),
                   QStringLiteral("Zeph Launcher: ")
                       + QString::fromStdString(KeyTable::displayText(combo)) },
-                { QStringLiteral("preferred_trigger"), trigger(combo) } } });
+                { QStringLiteral("preferred_trigger"),
+                    QString::fromStdString(KeyTable::portalTrigger(combo)) } } });
     auto token = QStringLiteral("zeph%1").arg(++m_serial);
     bus.connect(portalService, requestPath(token), requestInterface, QStringLiteral("Response"),
         this, SLOT(shortcutsBound(uint, QVariantMap)));

@@ -30,10 +30,6 @@ public:
     void release(std::uint32_t id) override;
     void setHandler(std::function<void(std::uint32_t id)> handler) override;
 
-    // The portal's trigger text of a combo, as the shortcuts specification writes it:
-    // "CTRL+ALT+SHIFT+LOGO+key", the key by its XKB name ("space", "k", "F5").
-    static QString trigger(const KeyCombo& combo);
-
 private Q_SLOTS:
     void sessionCreated(uint response, const QVariantMap& results);
     void shortcutsBound(uint response, const QVariantMap& results);

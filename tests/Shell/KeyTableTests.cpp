@@ -48,4 +48,15 @@ TEST(KeyTable, CombosReadInLinuxWordsInTheLinuxOrder)
         KeyTable::displayText({ .keyCode = 200, .modifiers = Modifiers::option }), "Alt+Key 200");
 }
 
+TEST(KeyTable, PortalTriggersNameKeysAsXKBDoes)
+{
+    EXPECT_EQ(
+        KeyTable::portalTrigger({ .keyCode = 49, .modifiers = Modifiers::option }), "ALT+space");
+    EXPECT_EQ(KeyTable::portalTrigger({ .keyCode = 40,
+                  .modifiers = Modifiers::command | Modifiers::shift | Modifiers::control }),
+        "CTRL+SHIFT+LOGO+k");
+    EXPECT_EQ(KeyTable::portalTrigger({ .keyCode = 96 }), "F5");
+    EXPECT_EQ(KeyTable::portalTrigger({ .keyCode = 200, .modifiers = Modifiers::option }), "");
+}
+
 } // namespace

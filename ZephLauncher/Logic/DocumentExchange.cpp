@@ -20,6 +20,17 @@ template <typename Document> Result<Document> decoded(const std::string& text)
     return DocumentCoding<Document>::decode(*json);
 }
 
+// The document in `text` as the new value; why not, when it cannot be read.
+template <typename Document>
+std::optional<std::string> take(Observable<Document>& target, const std::string& text)
+{
+    auto document = decoded<Document>(text);
+    if (!document)
+        return document.error().message;
+    target.set(std::move(*document));
+    return std::nullopt;
+}
+
 } // namespace
 
 DocumentExchange::DocumentExchange(AppModel& model)
@@ -77,28 +88,21 @@ std::optional<std::string> DocumentExchange::set(const std::filesystem::path& da
     auto current = currentText(fileName);
     if (!current || versionOf(*current) != version)
         return std::string(staleRefusal);
-    auto refusal = [](const Error& error) { return std::optional(error.message); };
+    std::optional<std::string> refusal;
     if (fileName == Paths::settingsFile) {
-        auto settings = decoded<AppSettings>(text);
-        if (!settings)
-            return refusal(settings.error());
-        m_model.settings().set(std::move(*settings));
+        refusal = take(m_model.settings(), text);
     } else if (fileName == Paths::themesFile) {
-        auto themes = decoded<ThemeLibrary>(text);
-        if (!themes)
-            return refusal(themes.error());
-        m_model.customThemes().set(std::move(*themes));
+        refusal = take(m_model.customThemes(), text);
     } else if (fileName == Paths::clipboardFile) {
-        auto history = decoded<ClipboardHistory>(text);
-        if (!history)
-            return refusal(history.error());
-        m_model.clipboardHistory().set(std::move(*history));
+        refusal = take(m_model.clipboardHistory(), text);
     } else {
         auto snapshot = decoded<KnowledgeBase::Snapshot>(text);
         if (!snapshot)
-            return refusal(snapshot.error());
+            return snapshot.error().message;
         m_model.knowledge().replace(std::move(*snapshot));
     }
+    if (refusal)
+        return refusal;
     m_model.writeNow(fileName);
     return std::nullopt;
 }

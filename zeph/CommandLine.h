@@ -126,9 +126,6 @@ std::optional<Result<Document>> changeThroughApplication(
         + " while this change was made; nothing was changed." });
 }
 
-// changeDocument, through the running application where it keeps the document, with a warning
-// when the document could not be decoded and was moved aside; the warning ends with `startsFrom`,
-// which says what the change started from instead.
 // A document read only to show it: nothing is locked or moved aside, for the document belongs to
 // whoever changes it. A missing one gives `fallback`, and so does an undecodable one, after a
 // warning that ends with `meanwhile`, what holds until the document is replaced.
@@ -147,6 +144,9 @@ Document documentToShow(const std::filesystem::path& folder, std::string_view fi
     return document->has_value() ? std::move(**document) : std::move(fallback);
 }
 
+// changeDocument, through the running application where it keeps the document, with a warning
+// when the document could not be decoded and was moved aside; the warning ends with `startsFrom`,
+// which says what the change started from instead.
 template <typename Document, typename Change>
 Result<Document> changeReporting(const std::filesystem::path& folder, std::string_view fileName,
     Document fallback, Change&& change, std::string_view startsFrom)

@@ -52,6 +52,11 @@ ResultList::ResultList(QWidget* parent)
 void ResultList::setStyle(const PanelStyle& style)
 {
     m_style = style;
+    const auto& theme = style.theme;
+    m_titleFont = style.font(theme.titleFontSize);
+    m_subtitleFont = style.font(theme.subtitleFontSize);
+    m_headerFont = style.font(theme.subtitleFontSize, true);
+    m_actionFont = style.font(theme.titleFontSize * 0.85);
     update();
 }
 
@@ -147,7 +152,7 @@ void ResultList::paintEvent(QPaintEvent*)
         }
         const auto& listRow = m_display.rows[static_cast<std::size_t>(index)];
         if (const auto* header = std::get_if<LauncherDisplay::Header>(&listRow)) {
-            painter.setFont(m_style.font(m_style.theme.subtitleFontSize, true));
+            painter.setFont(m_headerFont);
             painter.setPen(m_style.color(m_style.palette.subtitle));
             auto text = rect.adjusted(8, 0, -8, 0);
             painter.drawText(
@@ -179,23 +184,21 @@ void ResultList::paintRow(
     int textLeft = iconRect.right() + 12;
     int textRight = rect.right() - 12;
     if (theme.showsShortcuts && ordinal >= 1 && ordinal <= 9) {
-        painter.setFont(m_style.font(theme.subtitleFontSize));
+        painter.setFont(m_subtitleFont);
         painter.setPen(m_style.color(palette.shortcut));
         painter.drawText(QRect(textRight - 60, rect.top(), 60, rect.height()),
             Qt::AlignRight | Qt::AlignVCenter, QStringLiteral("Ctrl+%1").arg(ordinal));
         textRight -= 68;
     }
     bool hasSubtitle = theme.showsSubtitles && !item.subtitle.empty();
-    auto titleFont = m_style.font(theme.titleFontSize);
-    QFontMetrics titleMetrics(titleFont);
+    QFontMetrics titleMetrics(m_titleFont);
     int titleHeight = titleMetrics.height();
-    int subtitleHeight
-        = hasSubtitle ? QFontMetrics(m_style.font(theme.subtitleFontSize)).height() : 0;
+    int subtitleHeight = hasSubtitle ? QFontMetrics(m_subtitleFont).height() : 0;
     int textTop = rect.center().y() - (titleHeight + subtitleHeight) / 2 + 1;
 
     auto title = QString::fromStdString(item.title);
     title = titleMetrics.elidedText(title, Qt::ElideRight, textRight - textLeft);
-    QTextLayout layout(title, titleFont);
+    QTextLayout layout(title, m_titleFont);
     QTextCharFormat highlight;
     // On the selection the highlight colour would sink into the background: bold alone marks it.
     highlight.setForeground(m_style.color(isSelected ? palette.selectionTitle : palette.highlight));
@@ -208,10 +211,9 @@ void ResultList::paintRow(
     layout.draw(&painter, QPointF(textLeft, textTop));
 
     if (hasSubtitle) {
-        auto subtitleFont = m_style.font(theme.subtitleFontSize);
-        painter.setFont(subtitleFont);
+        painter.setFont(m_subtitleFont);
         painter.setPen(m_style.color(isSelected ? palette.selectionSubtitle : palette.subtitle));
-        auto subtitle = QFontMetrics(subtitleFont)
+        auto subtitle = QFontMetrics(m_subtitleFont)
                             .elidedText(QString::fromStdString(item.subtitle), Qt::ElideMiddle,
                                 textRight - textLeft);
         painter.drawText(
@@ -231,7 +233,7 @@ void ResultList::paintAction(
     }
     QRect iconRect(rect.left() + 10, rect.center().y() - 9, 18, 18);
     m_icons.named(action.symbol).paint(&painter, iconRect);
-    painter.setFont(m_style.font(m_style.theme.titleFontSize * 0.85));
+    painter.setFont(m_actionFont);
     painter.setPen(m_style.color(isSelected ? palette.selectionTitle : palette.title));
     auto text = rect.adjusted(iconRect.width() + 22, 0, -12, 0);
     painter.drawText(text, Qt::AlignLeft | Qt::AlignVCenter, QString::fromStdString(action.title));
@@ -245,8 +247,8 @@ void ResultList::paintAction(
 void ResultList::mousePressEvent(QMouseEvent* event)
 {
     int y = static_cast<int>(event->position().y()) + m_scroll;
-    for (int index = 0; index < count(); ++index) {
-        int rowTop = top(index);
+    int rowTop = 0;
+    for (int index = 0; index < count(); rowTop += rowHeight(index), ++index) {
         if (y < rowTop || y >= rowTop + rowHeight(index))
             continue;
         if (m_display.actions) {

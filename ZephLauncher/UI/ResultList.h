@@ -42,6 +42,11 @@ private:
     void paintAction(QPainter& painter, QRect rect, const LauncherAction& action, bool isSelected);
 
     PanelStyle m_style;
+    // Made once for each style, not for each row of each repaint.
+    QFont m_titleFont;
+    QFont m_subtitleFont;
+    QFont m_headerFont;
+    QFont m_actionFont;
     LauncherDisplay m_display;
     Icons m_icons;
     int m_scroll = 0;

@@ -51,11 +51,38 @@ PortalHotKeys::PortalHotKeys()
 
 PortalHotKeys::~PortalHotKeys()
 {
-    if (!m_session.isEmpty())
-        QDBusConnection::sessionBus().call(
-            QDBusMessage::createMethodCall(portalService, m_session,
-                QStringLiteral("org.freedesktop.portal.Session"), QStringLiteral("Close")),
-            QDBus::NoBlock);
+    closeSession();
+}
+
+void PortalHotKeys::closeSession()
+{
+    if (m_session.isEmpty())
+        return;
+    QDBusConnection::sessionBus().call(
+        QDBusMessage::createMethodCall(portalService, m_session,
+            QStringLiteral("org.freedesktop.portal.Session"), QStringLiteral("Close")),
+        QDBus::NoBlock);
+    m_session.clear();
+}
+
+QString PortalHotKeys::awaitResponse(const char* slot)
+{
+    stopAwaiting();
+    auto token = QStringLiteral("zeph%1").arg(++m_serial);
+    m_awaitedRequest = requestPath(token);
+    m_awaitingSlot = slot;
+    QDBusConnection::sessionBus().connect(
+        portalService, m_awaitedRequest, requestInterface, QStringLiteral("Response"), this, slot);
+    return token;
+}
+
+void PortalHotKeys::stopAwaiting()
+{
+    if (!m_awaitingSlot)
+        return;
+    QDBusConnection::sessionBus().disconnect(portalService, m_awaitedRequest, requestInterface,
+        QStringLiteral("Response"), this, m_awaitingSlot);
+    m_awaitingSlot = nullptr;
 }
 
 bool PortalHotKeys::grab(std::uint32_t id, const KeyCombo& combo)
@@ -98,31 +125,22 @@ QString PortalHotKeys::requestPath(const QString& token) const
 
 void PortalHotKeys::startSession()
 {
-    auto bus = QDBusConnection::sessionBus();
-    if (!m_session.isEmpty()) {
-        bus.call(QDBusMessage::createMethodCall(portalService, m_session,
-                     QStringLiteral("org.freedesktop.portal.Session"), QStringLiteral("Close")),
-            QDBus::NoBlock);
-        m_session.clear();
-    }
-    if (m_combos.empty())
+    closeSession();
+    if (m_combos.empty()) {
+        stopAwaiting();
         return;
-    auto token = QStringLiteral("zeph%1").arg(++m_serial);
-    bus.connect(portalService, requestPath(token), requestInterface, QStringLiteral("Response"),
-        this, SLOT(sessionCreated(uint, QVariantMap)));
+    }
+    auto token = awaitResponse(SLOT(sessionCreated(uint, QVariantMap)));
     auto message = QDBusMessage::createMethodCall(
         portalService, portalPath, shortcutsInterface, QStringLiteral("CreateSession"));
     message << QVariantMap { { QStringLiteral("handle_token"), token },
         { QStringLiteral("session_handle_token"), token } };
-    bus.call(message, QDBus::NoBlock);
+    QDBusConnection::sessionBus().call(message, QDBus::NoBlock);
 }
 
 void PortalHotKeys::sessionCreated(uint response, const QVariantMap& results)
 {
-    auto bus = QDBusConnection::sessionBus();
-    bus.disconnect(portalService, requestPath(QStringLiteral("zeph%1").arg(m_serial)),
-        requestInterface, QStringLiteral("Response"), this,
-        SLOT(sessionCreated(uint, QVariantMap)));
+    stopAwaiting();
     if (response != 0) {
         std::fprintf(stderr, "Zeph Launcher: the desktop refused global shortcuts\n");
         return;
@@ -136,21 +154,17 @@ void PortalHotKeys::sessionCreated(uint response, const QVariantMap& results)
                       + QString::fromStdString(KeyTable::displayText(combo)) },
                 { QStringLiteral("preferred_trigger"),
                     QString::fromStdString(KeyTable::portalTrigger(combo)) } } });
-    auto token = QStringLiteral("zeph%1").arg(++m_serial);
-    bus.connect(portalService, requestPath(token), requestInterface, QStringLiteral("Response"),
-        this, SLOT(shortcutsBound(uint, QVariantMap)));
+    auto token = awaitResponse(SLOT(shortcutsBound(uint, QVariantMap)));
     auto message = QDBusMessage::createMethodCall(
         portalService, portalPath, shortcutsInterface, QStringLiteral("BindShortcuts"));
     message << QVariant::fromValue(QDBusObjectPath(m_session)) << QVariant::fromValue(shortcuts)
             << QString() << QVariantMap { { QStringLiteral("handle_token"), token } };
-    bus.call(message, QDBus::NoBlock);
+    QDBusConnection::sessionBus().call(message, QDBus::NoBlock);
 }
 
 void PortalHotKeys::shortcutsBound(uint response, const QVariantMap& results)
 {
-    QDBusConnection::sessionBus().disconnect(portalService,
-        requestPath(QStringLiteral("zeph%1").arg(m_serial)), requestInterface,
-        QStringLiteral("Response"), this, SLOT(shortcutsBound(uint, QVariantMap)));
+    stopAwaiting();
     QStringList bound;
     if (response == 0) {
         auto list = qdbus_cast<QList<Portal::Shortcut>>(results.value(QStringLiteral("shortcuts")));

@@ -39,6 +39,10 @@ private Q_SLOTS:
 private:
     void scheduleBinding();
     void startSession();
+    void closeSession();
+    // The token of the next request; its answer, and only its, goes to `slot`.
+    QString awaitResponse(const char* slot);
+    void stopAwaiting();
     // The request object a call with `token` answers on, made before the call so that no answer
     // is missed.
     QString requestPath(const QString& token) const;
@@ -47,6 +51,8 @@ private:
     bool m_isBindingScheduled = false;
     int m_serial = 0;
     QString m_session;
+    QString m_awaitedRequest;
+    const char* m_awaitingSlot = nullptr;
     std::map<std::uint32_t, KeyCombo> m_combos;
     std::function<void(std::uint32_t)> m_handler;
 };

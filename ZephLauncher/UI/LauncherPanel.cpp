@@ -155,7 +155,6 @@ LauncherPanel::LauncherPanel(std::filesystem::path dataFolder)
     layout->addLayout(body, 1);
     layout->addLayout(footer);
 
-    m_isTracing = TraceTimer::isOn();
     connect(m_field, &QLineEdit::textEdited, this, [this](const QString& text) {
         traceFrom("keystroke");
         if (m_controller)
@@ -242,7 +241,7 @@ void LauncherPanel::paintEvent(QPaintEvent*)
 
 void LauncherPanel::traceFrom(const char* what)
 {
-    if (!m_isTracing)
+    if (!TraceTimer::isOn())
         return;
     m_traceLabel = what;
     m_traceStart = std::chrono::steady_clock::now();

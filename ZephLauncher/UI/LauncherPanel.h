@@ -59,7 +59,6 @@ private:
     double m_verticalPosition = 0.22;
     bool m_isPlacing = false;
     bool m_userMoved = false;
-    bool m_isTracing = false;
     const char* m_traceLabel = nullptr;
     std::chrono::steady_clock::time_point m_traceStart {};
     QLineEdit* m_field = nullptr;

@@ -57,14 +57,7 @@ bool compositorRuns()
     auto* connection = qtX11Connection();
     if (!connection)
         return true; // Wayland compositors always composite.
-    auto name = QByteArrayLiteral("_NET_WM_CM_S0");
-    auto atomReply = xcb_intern_atom_reply(connection,
-        xcb_intern_atom(connection, 1, static_cast<std::uint16_t>(name.size()), name.constData()),
-        nullptr);
-    if (!atomReply)
-        return false;
-    auto atom = atomReply->atom;
-    std::free(atomReply);
+    auto atom = internAtom(connection, "_NET_WM_CM_S0", true);
     if (atom == XCB_ATOM_NONE)
         return false;
     auto* owner = xcb_get_selection_owner_reply(

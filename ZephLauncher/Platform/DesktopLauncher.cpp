@@ -59,22 +59,6 @@ void askFileManager(const QString& method, const std::string& path)
         QUrl::fromLocalFile(QFileInfo(QString::fromStdString(path)).absolutePath()));
 }
 
-void launch(GAppInfo* application, const QStringList& uris)
-{
-    GList* list = nullptr;
-    for (const auto& uri : uris)
-        list = g_list_append(list, g_strdup(uri.toUtf8().constData()));
-    GError* error = nullptr;
-    auto* context = g_app_launch_context_new();
-    if (!g_app_info_launch_uris(application, list, context, &error)) {
-        std::fprintf(stderr, "Zeph Launcher: could not start %s: %s\n",
-            g_app_info_get_name(application), error ? error->message : "unknown error");
-        g_clear_error(&error);
-    }
-    g_object_unref(context);
-    g_list_free_full(list, g_free);
-}
-
 void runDetached(const QString& program, const QStringList& arguments)
 {
     if (!QProcess::startDetached(program, arguments))
@@ -173,6 +157,33 @@ protected:
 
 } // namespace
 
+void DesktopLauncher::launch(GAppInfo* application, const QStringList& uris)
+{
+    GList* list = nullptr;
+    for (const auto& uri : uris)
+        list = g_list_append(list, g_strdup(uri.toUtf8().constData()));
+    GError* error = nullptr;
+    auto* context = m_startup.newContext();
+    if (!g_app_info_launch_uris(application, list, context, &error)) {
+        std::fprintf(stderr, "Zeph Launcher: could not start %s: %s\n",
+            g_app_info_get_name(application), error ? error->message : "unknown error");
+        g_clear_error(&error);
+    }
+    g_object_unref(context);
+    g_list_free_full(list, g_free);
+}
+
+void DesktopLauncher::openWithDefault(const QUrl& url)
+{
+    // GIO's handler lookup launches with startup notification; Qt's, through xdg-open, without.
+    auto* context = m_startup.newContext();
+    bool opened = g_app_info_launch_default_for_uri(
+        url.toString(QUrl::FullyEncoded).toUtf8().constData(), context, nullptr);
+    g_object_unref(context);
+    if (!opened)
+        QDesktopServices::openUrl(url);
+}
+
 void DesktopLauncher::launchApplication(const std::string& desktopFile)
 {
     auto* application = g_desktop_app_info_new_from_filename(desktopFile.c_str());
@@ -191,7 +202,7 @@ void DesktopLauncher::launchApplication(const std::string& desktopFile)
 void DesktopLauncher::openURL(const std::string& url)
 {
     auto text = QString::fromStdString(url);
-    QDesktopServices::openUrl(text.startsWith(u'/') ? QUrl::fromLocalFile(text) : QUrl(text));
+    openWithDefault(text.startsWith(u'/') ? QUrl::fromLocalFile(text) : QUrl(text));
 }
 
 void DesktopLauncher::openFile(
@@ -205,7 +216,7 @@ void DesktopLauncher::openFile(
             return;
         }
     }
-    QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(path)));
+    openWithDefault(QUrl::fromLocalFile(QString::fromStdString(path)));
 }
 
 void DesktopLauncher::reveal(const std::string& path)

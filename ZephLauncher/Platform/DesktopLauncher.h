@@ -1,6 +1,12 @@
 #pragma once
 
 #include "Logic/DesktopServices.h"
+#include "Platform/X11StartupNotifier.h"
+
+#include <QStringList>
+
+struct _GAppInfo;
+class QUrl;
 
 namespace zeph {
 
@@ -28,6 +34,12 @@ public:
     std::string selectedText() override;
 
     void notify(const std::string& title, const std::string& body) override;
+
+private:
+    void launch(_GAppInfo* application, const QStringList& uris);
+    void openWithDefault(const QUrl& url);
+
+    X11StartupNotifier m_startup;
 };
 
 } // namespace zeph

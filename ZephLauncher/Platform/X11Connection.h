@@ -1,9 +1,14 @@
 #pragma once
 
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#include <xcb/xcb.h>
+
 #include <QGuiApplication>
 
 struct _XDisplay;
-struct xcb_connection_t;
 
 namespace zeph {
 
@@ -19,6 +24,21 @@ inline _XDisplay* qtX11Display()
 {
     auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
     return x11 && x11->connection() ? x11->display() : nullptr;
+}
+
+// The atom of a name; with onlyIfExists, XCB_ATOM_NONE when no client made it yet.
+inline std::uint32_t internAtom(
+    xcb_connection_t* connection, std::string_view name, bool onlyIfExists = false)
+{
+    auto* reply = xcb_intern_atom_reply(connection,
+        xcb_intern_atom(
+            connection, onlyIfExists, static_cast<std::uint16_t>(name.size()), name.data()),
+        nullptr);
+    if (!reply)
+        return XCB_ATOM_NONE;
+    auto atom = reply->atom;
+    std::free(reply);
+    return atom;
 }
 
 } // namespace zeph

@@ -1,5 +1,6 @@
 #include "Platform/X11Focus.h"
 
+#include "Platform/X11Connection.h"
 #include "Support/Text.h"
 
 #include <cstdlib>
@@ -38,7 +39,7 @@ X11Focus::X11Focus()
     }
     m_connection = connection;
     m_root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
-    m_activeAtom = atom("_NET_ACTIVE_WINDOW");
+    m_activeAtom = internAtom(connection, "_NET_ACTIVE_WINDOW");
     std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
     xcb_change_window_attributes(connection, m_root, XCB_CW_EVENT_MASK, &mask);
     xcb_flush(connection);
@@ -52,18 +53,6 @@ X11Focus::~X11Focus()
     m_notifier.reset();
     if (m_connection)
         xcb_disconnect(m_connection);
-}
-
-std::uint32_t X11Focus::atom(const char* name) const
-{
-    auto* reply = xcb_intern_atom_reply(m_connection,
-        xcb_intern_atom(m_connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name),
-        nullptr);
-    if (!reply)
-        return XCB_ATOM_NONE;
-    auto value = reply->atom;
-    std::free(reply);
-    return value;
 }
 
 void X11Focus::readEvents()
@@ -112,7 +101,8 @@ std::optional<ApplicationIdentity> X11Focus::read() const
     identity.id = lowercasedText(classes.substr(0, split));
     if (split != std::string::npos)
         identity.windowClass = classes.substr(split + 1, classes.find('\0', split + 1) - split - 1);
-    identity.name = property(m_connection, window, atom("_NET_WM_NAME"), atom("UTF8_STRING"), 256);
+    identity.name = property(m_connection, window, internAtom(m_connection, "_NET_WM_NAME"),
+        internAtom(m_connection, "UTF8_STRING"), 256);
     if (identity.id.empty())
         identity.id = lowercasedText(identity.windowClass);
     return identity;

@@ -24,7 +24,6 @@ public:
 private:
     std::optional<ApplicationIdentity> read() const;
     void readEvents();
-    std::uint32_t atom(const char* name) const;
 
     xcb_connection_t* m_connection = nullptr;
     std::uint32_t m_root = 0;

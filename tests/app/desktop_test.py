@@ -6,6 +6,7 @@ there is no display. A screenshot of the panel with results goes to SCREENSHOT w
 
 import json
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -43,9 +44,14 @@ with open(os.path.join(data, "snippets.json"), "w", encoding="utf-8") as snippet
                     snippet("tag", "<b>{cursor}</b>"),
                     snippet("gr\u00fc\u00df", "Gr\u00fc\u00dfe aus K\u00f6ln"),
                     snippet("caf\u00e9", "Kaffee")]}], snippets, ensure_ascii=False)
+# The launched program writes down the startup id it was given.
+marker_maker = os.path.join(root, "marker-maker")
+with open(marker_maker, "w") as script:
+    script.write(f'#!/bin/sh\nprintf %s "$DESKTOP_STARTUP_ID" > {marker}.part && mv {marker}.part {marker}\n')
+os.chmod(marker_maker, 0o755)
 with open(os.path.join(applications, "marker-maker.desktop"), "w") as entry:
-    entry.write("[Desktop Entry]\nType=Application\nName=Marker Maker\n"
-                f"Exec=touch {marker}\n")
+    entry.write("[Desktop Entry]\nType=Application\nName=Marker Maker\nStartupNotify=true\n"
+                f"Exec={marker_maker}\n")
 environment = dict(os.environ, HOME=home, ZEPH_DATA_DIR=data, XDG_DATA_HOME=os.path.join(home, ".local/share"))
 failures = []
 
@@ -59,6 +65,14 @@ def check(condition, what):
 def run(*arguments, **options):
     return subprocess.run(list(arguments), env=environment, capture_output=True, text=True,
                           timeout=20, **options)
+
+
+def read(path):
+    try:
+        with open(path, encoding="utf-8") as text:
+            return text.read()
+    except FileNotFoundError:
+        return ""
 
 
 def wait_for(predicate, seconds=10.0):
@@ -153,8 +167,19 @@ check(colours > 8, f"the panel with results is drawn ({colours} colours)")
 if screenshot and geometry:
     run("convert", shot, "-crop", f"{geometry[2]}x{geometry[3]}+{geometry[0]}+{geometry[1]}",
         screenshot)
+# The window manager's side of startup notification: messages on the root window.
+root_events = subprocess.Popen(["xev", "-root", "-event", "property"], env=environment,
+                               stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+time.sleep(0.3)
 key("Return")
 check(wait_for(lambda: os.path.exists(marker)), "Return launches the desktop entry")
+startup_id = read(marker)
+check(re.fullmatch(r"zeph-launcher-\d+-.+-\d+_TIME[1-9]\d*", startup_id) is not None,
+      f"the program gets a startup id with the time of the key press ({startup_id!r})")
+time.sleep(0.3)
+root_events.terminate()
+check("_NET_STARTUP_INFO_BEGIN" in root_events.communicate()[0],
+      "the launch is announced on the root window")
 check(wait_for(lambda: not panel_visible()), "launching hides the panel")
 
 key("alt+space")
@@ -180,14 +205,6 @@ wait_for(lambda: not panel_visible())
 field_file = os.path.join(root, "field.txt")
 clipboard_file = os.path.join(root, "clipboard.txt")
 field = subprocess.Popen([text_field, field_file, clipboard_file], env=environment)
-
-
-def read(path):
-    try:
-        with open(path, encoding="utf-8") as text:
-            return text.read()
-    except FileNotFoundError:
-        return ""
 
 
 window = []

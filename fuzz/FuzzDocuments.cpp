@@ -1,6 +1,7 @@
 // Arbitrary bytes as a document of the data folder: every record decoder runs on every value of the
 // JSON tree, and whatever decodes must encode and decode back to itself. The bytes also go through
 // the date reader and, as copied text, through classification and the history's rules.
+#include "Agents/ReviewLedger.h"
 #include "Clipboard/ClipboardCapture.h"
 #include "Clipboard/ClipboardHistory.h"
 #include "Search/KnowledgeBase.h"
@@ -71,6 +72,11 @@ void checkEveryDecoder(const Json::Value& json)
     if (auto collections = Collections::decode(json)) {
         auto again = Collections::decode(Collections::encode(*collections));
         verify(again.has_value() && *again == *collections);
+    }
+    using Review = DocumentCoding<ReviewLedger>;
+    if (auto ledger = Review::decode(json)) {
+        auto again = Review::decode(Review::encode(*ledger));
+        verify(again.has_value() && *again == *ledger);
     }
     if (auto history = clipboardHistoryFromJSON(json))
         checkHistoryRules(std::move(*history));

@@ -17,6 +17,7 @@ inline constexpr std::string_view workflowsFile = "workflows.json";
 inline constexpr std::string_view knowledgeFile = "knowledge.json";
 inline constexpr std::string_view clipboardFile = "clipboard.json";
 inline constexpr std::string_view clipboardImagesFolder = "Clipboard";
+inline constexpr std::string_view reviewFile = "review.json";
 inline constexpr std::string_view fileIndexFile = "files.sqlite";
 inline constexpr std::string_view workflowsFolder = "Workflows";
 // Every process that changes a document from outside the application holds this lock meanwhile.

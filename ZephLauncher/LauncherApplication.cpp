@@ -103,7 +103,7 @@ LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, Launc
     , m_files(dataFolder / Paths::fileIndexFile, homeFolder(), m_loop)
     , m_panel(dataFolder)
     , m_launcher({ m_model, m_workflows, m_snippets, m_inserter, m_desktop, m_clipboard, m_files,
-          m_panel, m_loop, processScripts(), [] {} })
+          m_panel, m_loop, processScripts(), [this] { showSettings(); } })
     , m_indexer([this](ApplicationIndex index) {
         m_loop.post([this, index = std::move(index)]() mutable {
             m_model.indexedApplicationCount().set(static_cast<int>(index.applications.size()));
@@ -152,6 +152,7 @@ LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, Launc
 
     bus.onToggle = [this] { m_launcher.toggle(); };
     bus.onShow = [this] { m_launcher.show(); };
+    bus.onShowSettings = [this] { showSettings(); };
     bus.onGetDocument
         = [this](const std::string& folder,
               const std::string& name) -> std::optional<std::pair<std::string, std::uint64_t>> {
@@ -174,6 +175,17 @@ void LauncherApplication::applyTheme()
     const auto& theme = m_model.customThemes().get().theme(settings.themeID);
     m_panel.setStyle(PanelStyle::make(theme, desktopPrefersDark(), compositorRuns()));
     m_panel.setVerticalPosition(settings.verticalPosition);
+}
+
+void LauncherApplication::showSettings()
+{
+    if (!m_settingsWindow) {
+        m_settingsWindow = std::make_unique<SettingsWindow>(SettingsWindow::Services {
+            m_model, m_hotkeys, m_workflows, [](const Theme& theme) {
+                return PanelStyle::make(theme, desktopPrefersDark(), compositorRuns());
+            } });
+    }
+    m_settingsWindow->present();
 }
 
 void LauncherApplication::registerLauncherHotkey()
@@ -225,7 +237,7 @@ void LauncherApplication::rebuildTray()
     menu->addSeparator();
     auto* preferences = menu->addAction(QStringLiteral("Settings…"));
     preferences->setShortcut(QKeySequence(QStringLiteral("Ctrl+,")));
-    preferences->setEnabled(false); // The settings window comes with the windows of the next step.
+    QObject::connect(preferences, &QAction::triggered, [this] { showSettings(); });
     QObject::connect(menu->addAction(QStringLiteral("Reset Launcher Position")),
         &QAction::triggered, [this] { PanelPlacement::forgetPosition(m_model.dataFolder()); });
     QObject::connect(menu->addAction(QStringLiteral("Rebuild App Index")), &QAction::triggered,

@@ -21,6 +21,7 @@
 #include "Search/AppIndexer.h"
 #include "UI/FillInDialog.h"
 #include "UI/LauncherPanel.h"
+#include "UI/SettingsWindow.h"
 
 #include <memory>
 
@@ -40,6 +41,8 @@ public:
 
     LauncherController& launcher() { return m_launcher; }
     LauncherPanel& panel() { return m_panel; }
+    // The settings window, made on first use and kept.
+    void showSettings();
 
 private:
     void registerLauncherHotkey();
@@ -68,6 +71,7 @@ private:
     AppIndexer m_indexer;
     DocumentExchange m_documents { m_model };
     std::unique_ptr<QSystemTrayIcon> m_tray;
+    std::unique_ptr<SettingsWindow> m_settingsWindow;
     std::unique_ptr<QMenu> m_menu;
     std::optional<std::uint32_t> m_launcherHotkeyID;
     bool m_hasToldTrayless = false;

@@ -39,20 +39,21 @@ void quitOnSignals()
 
 } // namespace
 
-// zeph-launcher [--toggle]: the launcher application, one per session. A second start shows the
-// panel of the first and exits; --toggle shows or hides it, for binding in the desktop's keyboard
-// settings.
+// zeph-launcher [--toggle | --settings]: the launcher application, one per session. A second start
+// shows the panel of the first and exits; --toggle shows or hides it, for binding in the desktop's
+// keyboard settings; --settings opens the settings window.
 int main(int argc, char** argv)
 {
-    bool toggle = false;
-    for (int index = 1; index < argc; ++index) {
-        if (std::strcmp(argv[index], "--toggle") == 0) {
-            toggle = true;
-        } else {
-            std::fprintf(stderr, "usage: zeph-launcher [--toggle]\n");
-            return 2;
-        }
+    const char* method = "Show";
+    if (argc == 2 && std::strcmp(argv[1], "--toggle") == 0) {
+        method = "Toggle";
+    } else if (argc == 2 && std::strcmp(argv[1], "--settings") == 0) {
+        method = "ShowSettings";
+    } else if (argc > 1) {
+        std::fprintf(stderr, "usage: zeph-launcher [--toggle | --settings]\n");
+        return 2;
     }
+    bool isAsked = argc > 1;
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Zeph Launcher"));
     QApplication::setDesktopFileName(QStringLiteral("zeph-launcher"));
@@ -60,9 +61,9 @@ int main(int argc, char** argv)
 
     zeph::LauncherBus bus;
     if (!bus.registerService()) {
-        if (zeph::LauncherBus::call(toggle ? "Toggle" : "Show"))
+        if (zeph::LauncherBus::call(method))
             return 0;
-        if (toggle) {
+        if (isAsked && std::strcmp(method, "Toggle") == 0) {
             std::fprintf(stderr, "zeph-launcher: Zeph Launcher is not running\n");
             return 1;
         }
@@ -71,7 +72,9 @@ int main(int argc, char** argv)
 
     quitOnSignals();
     zeph::LauncherApplication launcher(zeph::Paths::supportDirectory(), bus);
-    if (toggle)
+    if (std::strcmp(method, "Toggle") == 0)
         launcher.launcher().show();
+    else if (std::strcmp(method, "ShowSettings") == 0)
+        launcher.showSettings();
     return QApplication::exec();
 }

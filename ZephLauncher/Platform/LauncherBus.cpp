@@ -36,6 +36,12 @@ void LauncherBus::Show()
         onShow();
 }
 
+void LauncherBus::ShowSettings()
+{
+    if (onShowSettings)
+        onShowSettings();
+}
+
 } // namespace zeph
 
 namespace zeph {

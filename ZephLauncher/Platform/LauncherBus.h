@@ -26,6 +26,7 @@ public:
 
     std::function<void()> onToggle;
     std::function<void()> onShow;
+    std::function<void()> onShowSettings;
     // The command line's changes to the documents the application keeps: see DocumentExchange.
     std::function<std::optional<std::pair<std::string, std::uint64_t>>(
         const std::string& folder, const std::string& name)>
@@ -37,6 +38,7 @@ public:
 public Q_SLOTS:
     void Toggle();
     void Show();
+    void ShowSettings();
     // False when the application keeps no such document for that data folder.
     bool GetDocument(
         const QString& folder, const QString& name, QString& text, qulonglong& version);

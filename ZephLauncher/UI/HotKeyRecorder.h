@@ -13,6 +13,8 @@ namespace zeph {
 // its modifiers is the shortcut, Escape cancels. A key without Ctrl, Alt or Super is refused unless
 // it is a function key, since a bare key would be taken from every program.
 class HotKeyRecorder final : public QPushButton {
+    Q_OBJECT
+
 public:
     explicit HotKeyRecorder(QWidget* parent = nullptr);
 

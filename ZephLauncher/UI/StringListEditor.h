@@ -15,6 +15,8 @@ namespace zeph {
 // or plain texts typed in place (application ids). Double-click or F2 edits an entry; Delete
 // removes the selected one.
 class StringListEditor final : public QWidget {
+    Q_OBJECT
+
 public:
     enum class Entry { folder, text };
 

@@ -137,19 +137,32 @@ bool WorkflowsPane::eventFilter(QObject* watched, QEvent* event)
 void WorkflowsPane::fill(const std::vector<Workflow>& workflows)
 {
     m_isFilling = true;
-    auto current = m_list->currentItem() ? m_list->currentItem()->data(0, idRole) : QVariant {};
-    m_list->clear();
-    for (const auto& workflow : workflows) {
-        auto problems = WorkflowLibrary::validate(workflow, workflows);
-        auto* item = new QTreeWidgetItem(
-            m_list, { QString::fromStdString(workflow.name), statusOf(workflow, problems.size()) });
-        item->setData(0, idRole, QString::fromStdString(workflow.id));
+    // The same workflows in the same order are updated in place: a change may come from a switch
+    // of this list, whose item must outlive the signal it is sending.
+    bool isSameList = m_list->topLevelItemCount() == static_cast<int>(workflows.size());
+    for (int row = 0; isSameList && row < m_list->topLevelItemCount(); ++row) {
+        isSameList = m_list->topLevelItem(row)->data(0, idRole).toString().toStdString()
+            == workflows[static_cast<std::size_t>(row)].id;
+    }
+    if (!isSameList) {
+        auto current = m_list->currentItem() ? m_list->currentItem()->data(0, idRole) : QVariant {};
+        m_list->clear();
+        for (const auto& workflow : workflows) {
+            auto* item = new QTreeWidgetItem(m_list);
+            item->setData(0, idRole, QString::fromStdString(workflow.id));
+            if (item->data(0, idRole) == current)
+                m_list->setCurrentItem(item);
+        }
+    }
+    for (int row = 0; row < m_list->topLevelItemCount(); ++row) {
+        const auto& workflow = workflows[static_cast<std::size_t>(row)];
+        auto* item = m_list->topLevelItem(row);
+        item->setText(0, QString::fromStdString(workflow.name));
+        item->setText(1, statusOf(workflow, WorkflowLibrary::validate(workflow, workflows).size()));
         item->setToolTip(0, QString::fromStdString(workflow.summary));
         auto flags = item->flags() | Qt::ItemIsUserCheckable;
         item->setFlags(workflow.pendingReview ? flags & ~Qt::ItemIsUserCheckable : flags);
         item->setCheckState(0, workflow.isEnabled ? Qt::Checked : Qt::Unchecked);
-        if (item->data(0, idRole) == current)
-            m_list->setCurrentItem(item);
     }
     if (!m_list->currentItem() && m_list->topLevelItemCount() > 0)
         m_list->setCurrentItem(m_list->topLevelItem(0));

@@ -1,0 +1,180 @@
+#include "UI/SettingsWindow.h"
+
+#include "Logic/LauncherWorld.h"
+#include "UI/HotKeyRecorder.h"
+#include "UI/StringListEditor.h"
+#include "Workflows/WorkflowTemplate.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QListWidget>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QTest>
+#include <QTreeWidget>
+
+namespace {
+
+using namespace zeph;
+
+// The settings window over the whole launcher's fakes, on Qt's offscreen platform.
+struct SettingsWindowTest : testing::Test {
+    int argc = 1;
+    char name[6] = "tests";
+    char* argv[2] = { name, nullptr };
+    std::unique_ptr<QApplication> application;
+    std::unique_ptr<LauncherWorld> world;
+    std::unique_ptr<SettingsWindow> window;
+
+    void SetUp() override
+    {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        application = std::make_unique<QApplication>(argc, argv);
+        world = std::make_unique<LauncherWorld>();
+        window = std::make_unique<SettingsWindow>(
+            SettingsWindow::Services { world->model, world->hotkeys, world->executor,
+                [](const Theme& theme) { return PanelStyle::make(theme, false, true); } });
+        window->present();
+    }
+    void TearDown() override
+    {
+        window.reset();
+        world.reset();
+        application.reset();
+    }
+
+    template <typename Widget> Widget* find(const QString& text)
+    {
+        for (auto* widget : window->findChildren<Widget*>()) {
+            if (widget->text() == text)
+                return widget;
+        }
+        ADD_FAILURE() << "no control " << text.toStdString();
+        return nullptr;
+    }
+    const AppSettings& settings() { return world->model.settings().get(); }
+};
+
+TEST_F(SettingsWindowTest, ControlsWriteTheirSettingAndShowChangesFromElsewhere)
+{
+    auto* files = find<QCheckBox>(QStringLiteral("Files and folders"));
+    ASSERT_TRUE(files);
+    EXPECT_TRUE(files->isChecked());
+    files->click();
+    EXPECT_FALSE(settings().search.includeFiles);
+
+    // The command line or an agent changes the settings while the window is open.
+    world->model.settings().change([](AppSettings& now) {
+        now.search.includeFiles = true;
+        now.clipboard.maxItems = 321;
+    });
+    EXPECT_TRUE(files->isChecked());
+    bool shown = false;
+    for (auto* box : window->findChildren<QSpinBox*>())
+        shown = shown || box->value() == 321;
+    EXPECT_TRUE(shown);
+
+    auto* pdfs = find<QCheckBox>(QStringLiteral("PDFs"));
+    ASSERT_TRUE(pdfs);
+    pdfs->click();
+    pdfs->click();
+    auto every = std::vector<FileCategory>(everyFileCategory.begin(), everyFileCategory.end());
+    EXPECT_EQ(settings().search.fileCategories, every) << "back in the categories' own order";
+}
+
+TEST_F(SettingsWindowTest, TheShortcutRecorderTakesAComboWithAModifierAndStepsTheHotKeysAside)
+{
+    auto* recorder = window->findChild<HotKeyRecorder*>();
+    ASSERT_TRUE(recorder);
+    EXPECT_EQ(recorder->text(), QStringLiteral("Alt+Space"));
+    auto id = world->hotkeys.register_(
+        { .keyCode = 40, .modifiers = KeyCombo::Modifiers::control }, [] {});
+    ASSERT_TRUE(id);
+    recorder->click();
+    EXPECT_TRUE(recorder->isRecording());
+    EXPECT_TRUE(world->hotkeyService.held.empty()) << "released while recording";
+
+    QTest::keyClick(recorder, Qt::Key_K);
+    EXPECT_TRUE(recorder->isRecording()) << "a bare letter is no global shortcut";
+    QTest::keyClick(recorder, Qt::Key_K, Qt::ControlModifier | Qt::ShiftModifier);
+    EXPECT_FALSE(recorder->isRecording());
+    EXPECT_EQ(settings().hotkey,
+        (KeyCombo { .keyCode = 40,
+            .modifiers = KeyCombo::Modifiers::control | KeyCombo::Modifiers::shift }));
+    EXPECT_EQ(recorder->text(), QStringLiteral("Ctrl+Shift+K"));
+    EXPECT_EQ(world->hotkeyService.held.size(), 1u) << "taken back after recording";
+
+    recorder->click();
+    QTest::keyClick(recorder, Qt::Key_Escape);
+    EXPECT_FALSE(recorder->isRecording());
+    EXPECT_EQ(settings().hotkey.keyCode, 40u);
+    EXPECT_EQ(HotKeyRecorder::comboOf(Qt::Key_F5, Qt::NoModifier)->keyCode, 96u);
+    EXPECT_FALSE(HotKeyRecorder::comboOf(Qt::Key_Control, Qt::ControlModifier));
+}
+
+TEST_F(SettingsWindowTest, ListsOfFoldersAndIdsEditInPlace)
+{
+    // Both panes start with the same password managers; the snippets' list is made different.
+    world->model.settings().change(
+        [](AppSettings& now) { now.snippets.excludedBundleIDs = { "org.example.Editor" }; });
+    StringListEditor* exclusions = nullptr;
+    for (auto* editor : window->findChildren<StringListEditor*>()) {
+        if (editor->values() == settings().clipboard.excludedBundleIDs)
+            exclusions = editor;
+    }
+    ASSERT_TRUE(exclusions);
+    auto* list = exclusions->findChild<QListWidget*>();
+    list->setCurrentRow(0);
+    auto first = settings().clipboard.excludedBundleIDs.front();
+    QTest::keyClick(list, Qt::Key_Delete);
+    EXPECT_EQ(std::count(settings().clipboard.excludedBundleIDs.begin(),
+                  settings().clipboard.excludedBundleIDs.end(), first),
+        0);
+    list->item(0)->setText(QStringLiteral("org.example.Vault"));
+    EXPECT_EQ(settings().clipboard.excludedBundleIDs.front(), "org.example.Vault");
+}
+
+TEST_F(SettingsWindowTest, WorkflowsAddExamplesTwiceWithIdsOfTheirOwnAndApproveWhatAnAgentMade)
+{
+    world->model.workflows().set({ Workflow { .id = "agent",
+        .name = "From an agent",
+        .isEnabled = false,
+        .createdByAgent = true,
+        .pendingReview = true } });
+    auto* add = find<QPushButton>(QStringLiteral("Add Example Workflows"));
+    ASSERT_TRUE(add);
+    add->click();
+    add->click();
+    const auto& workflows = world->model.workflows().get();
+    EXPECT_EQ(workflows.size(), 1 + 2 * WorkflowTemplate::examples().size());
+    std::set<std::string> ids;
+    for (const auto& workflow : workflows)
+        ids.insert(workflow.id);
+    EXPECT_EQ(ids.size(), workflows.size());
+
+    auto* list = window->findChild<QTreeWidget*>();
+    ASSERT_TRUE(list);
+    // Only the review may enable what an agent made: its switch does nothing.
+    list->topLevelItem(0)->setCheckState(0, Qt::Checked);
+    EXPECT_FALSE(workflows[0].isEnabled);
+    list->topLevelItem(1)->setCheckState(0, Qt::Unchecked);
+    EXPECT_FALSE(workflows[1].isEnabled);
+
+    window->showPane(SettingsWindow::Pane::workflows);
+    list->setCurrentItem(list->topLevelItem(0));
+    QPushButton* approve = nullptr;
+    for (auto* button : window->findChildren<QPushButton*>()) {
+        if (button->text() == QStringLiteral("Approve and Enable")
+            && button->isVisibleTo(window.get()))
+            approve = button;
+    }
+    ASSERT_TRUE(approve);
+    approve->click();
+    EXPECT_TRUE(workflows[0].isEnabled);
+    EXPECT_FALSE(workflows[0].pendingReview);
+    EXPECT_TRUE(std::filesystem::exists(world->model.dataFolder() / Paths::reviewFile));
+}
+
+} // namespace

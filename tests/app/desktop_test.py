@@ -201,6 +201,27 @@ top_before = (panel_geometry() or (0, 0))[1]
 key("Escape")
 wait_for(lambda: not panel_visible())
 
+
+# The settings window: from the command line, and Ctrl+, in the panel.
+def settings_visible():
+    return run("xdotool", "search", "--onlyvisible", "--name",
+               "^Zeph Launcher Settings$").returncode == 0
+
+
+check(run(launcher, "--settings").returncode == 0 and wait_for(settings_visible),
+      "--settings opens the settings window")
+time.sleep(0.3)
+key("Escape")
+check(wait_for(lambda: not settings_visible()), "Escape closes the settings window")
+key("alt+space")
+wait_for(panel_has_focus)
+key("ctrl+comma")
+check(wait_for(settings_visible) and wait_for(lambda: not panel_visible()),
+      "Ctrl+, in the panel opens the settings in its place")
+time.sleep(0.3)
+key("ctrl+w")
+check(wait_for(lambda: not settings_visible()), "Ctrl+W closes the settings window")
+
 # Typed expansion in another program: the trigger erased, the snippet pasted, the clipboard back.
 field_file = os.path.join(root, "field.txt")
 clipboard_file = os.path.join(root, "clipboard.txt")

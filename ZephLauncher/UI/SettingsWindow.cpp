@@ -4,6 +4,7 @@
 #include "UI/AgentsPane.h"
 #include "UI/HotKeyRecorder.h"
 #include "UI/SettingsForm.h"
+#include "UI/SnippetsPane.h"
 #include "UI/ThemePreview.h"
 #include "UI/WebSearchEditor.h"
 #include "UI/WorkflowsPane.h"
@@ -282,6 +283,10 @@ QWidget* SettingsWindow::makeSnippetsPane()
         [](AppSettings& s) -> std::vector<std::string>& { return s.snippets.excludedBundleIDs; },
         StringListEditor::Entry::text);
     form->note(QStringLiteral("Application ids, such as “org.keepassxc.KeePassXC”."));
+    form->section(QStringLiteral("Collections"));
+    auto* snippets = new SnippetsPane(m_services.model);
+    snippets->setMinimumHeight(460);
+    form->row(QString {}, snippets, [](const AppSettings&) {});
     return form;
 }
 

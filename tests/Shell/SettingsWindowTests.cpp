@@ -2,6 +2,7 @@
 
 #include "Logic/LauncherWorld.h"
 #include "UI/HotKeyRecorder.h"
+#include "UI/SnippetsPane.h"
 #include "UI/StringListEditor.h"
 #include "Workflows/WorkflowTemplate.h"
 
@@ -9,7 +10,10 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QLabel>
+#include <QLineEdit>
 #include <QListWidget>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QTest>
@@ -175,6 +179,46 @@ TEST_F(SettingsWindowTest, WorkflowsAddExamplesTwiceWithIdsOfTheirOwnAndApproveW
     EXPECT_TRUE(workflows[0].isEnabled);
     EXPECT_FALSE(workflows[0].pendingReview);
     EXPECT_TRUE(std::filesystem::exists(world->model.dataFolder() / Paths::reviewFile));
+}
+
+TEST_F(SettingsWindowTest, SnippetsEditInPlaceWithTheirTextRenderedAsItWouldBeInserted)
+{
+    world->model.snippetCollections().set({ SnippetCollection { .id = "c",
+        .name = "Mine",
+        .prefix = ";",
+        .snippets = { Snippet { .id = "s", .name = "Greeting", .keyword = "hi" } } } });
+    window->showPane(SettingsWindow::Pane::snippets);
+    auto* pane = window->findChild<SnippetsPane*>();
+    ASSERT_TRUE(pane);
+    auto* tree = pane->findChild<QTreeWidget*>();
+    tree->setCurrentItem(tree->topLevelItem(0)->child(0));
+
+    auto* content = pane->findChild<QPlainTextEdit*>();
+    ASSERT_TRUE(content);
+    content->setFocus();
+    QTest::keyClicks(content, "Hi {cursor}there");
+    const auto& collections = world->model.snippetCollections().get();
+    EXPECT_EQ(collections[0].snippets[0].content, "Hi {cursor}there");
+    bool previewed = false;
+    for (auto* label : pane->findChildren<QLabel*>())
+        previewed = previewed || label->text() == QStringLiteral("Hi │there");
+    EXPECT_TRUE(previewed) << "the caret's place marked where {cursor} leaves it";
+    EXPECT_EQ(tree->currentItem(), tree->topLevelItem(0)->child(0)) << "the selection stays";
+
+    QLineEdit* keyword = nullptr;
+    for (auto* field : pane->findChildren<QLineEdit*>()) {
+        if (field->text() == QStringLiteral("hi"))
+            keyword = field;
+    }
+    ASSERT_TRUE(keyword);
+    keyword->setFocus();
+    QTest::keyClick(keyword, Qt::Key_End);
+    QTest::keyClicks(keyword, "ya");
+    EXPECT_EQ(collections[0].snippets[0].keyword, "hiya");
+    EXPECT_EQ(*collections[0].triggerText(collections[0].snippets[0]), ";hiya");
+
+    tree->topLevelItem(0)->setCheckState(0, Qt::Unchecked);
+    EXPECT_FALSE(collections[0].isEnabled);
 }
 
 } // namespace

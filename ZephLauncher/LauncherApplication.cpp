@@ -91,6 +91,7 @@ LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, Launc
     : m_model(dataFolder, m_loop, m_watching, homeFolder())
     , m_hotkeyService(makeHotKeyService())
     , m_hotkeys(*m_hotkeyService, m_loop)
+    , m_clipboard(isWaylandSession() ? QtClipboard::Watching::wlPaste : QtClipboard::Watching::qt)
     , m_inserter(m_clipboard, m_keys, m_focus, m_loop)
     , m_workflows(m_model, m_hotkeys,
           { m_desktop, m_desktop, m_clipboard, m_inserter, m_loop,

@@ -2,6 +2,8 @@
 
 #include "Platform/Trace.h"
 
+#include <cstdio>
+
 #include <QBuffer>
 #include <QClipboard>
 #include <QGuiApplication>
@@ -10,18 +12,39 @@
 
 namespace zeph {
 
-QtClipboard::QtClipboard()
+QtClipboard::QtClipboard(Watching watching)
 {
+    if (watching == Watching::wlPaste) {
+        m_watcher = std::make_unique<WlPasteWatcher>([this](ClipboardOffer offer) {
+            m_offer = std::move(offer);
+            changed();
+        });
+        if (!m_watcher->start()) {
+            m_watcher.reset();
+            std::fprintf(stderr,
+                "Zeph Launcher: copies are kept only while the launcher has the focus; install "
+                "wl-clipboard to keep every copy.\n");
+        }
+    }
     QObject::connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, &m_context, [this] {
-        ++m_changeCount;
-        TraceTimer timer("a clipboard change");
-        if (m_onChange)
-            m_onChange();
+        // wl-paste reports every change, those Qt hears included.
+        if (!m_watcher)
+            changed();
     });
+}
+
+void QtClipboard::changed()
+{
+    ++m_changeCount;
+    TraceTimer timer("a clipboard change");
+    if (m_onChange)
+        m_onChange();
 }
 
 std::vector<std::string> QtClipboard::types() const
 {
+    if (m_offer)
+        return m_offer->types;
     std::vector<std::string> types;
     if (const auto* data = QGuiApplication::clipboard()->mimeData()) {
         for (const auto& format : data->formats())
@@ -32,6 +55,8 @@ std::vector<std::string> QtClipboard::types() const
 
 std::optional<std::string> QtClipboard::text() const
 {
+    if (m_offer)
+        return m_offer->text;
     const auto* data = QGuiApplication::clipboard()->mimeData();
     if (!data || !data->hasText())
         return std::nullopt;
@@ -40,6 +65,8 @@ std::optional<std::string> QtClipboard::text() const
 
 std::optional<std::string> QtClipboard::png() const
 {
+    if (m_offer)
+        return m_offer->png;
     const auto* data = QGuiApplication::clipboard()->mimeData();
     if (!data)
         return std::nullopt;

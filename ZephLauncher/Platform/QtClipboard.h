@@ -1,19 +1,25 @@
 #pragma once
 
 #include "Logic/Clipboard.h"
+#include "Platform/WlPasteWatcher.h"
+
+#include <memory>
 
 #include <QObject>
 
 namespace zeph {
 
-// The desktop's clipboard through Qt, which hears every change (XFixes on X11).
+// The desktop's clipboard through Qt, which hears every change on X11 (XFixes). On Wayland a
+// program hears of changes only while it has the focus, so there the changes come from wl-paste,
+// when it is installed, and Qt only writes.
 class QtClipboard final : public Clipboard {
 public:
-    QtClipboard();
+    enum class Watching { qt, wlPaste };
+    explicit QtClipboard(Watching watching = Watching::qt);
 
     std::uint64_t changeCount() const override { return m_changeCount; }
     std::vector<std::string> types() const override;
-    std::string state() const override { return {}; }
+    std::string state() const override { return m_offer ? m_offer->state : std::string {}; }
     std::optional<std::string> text() const override;
     std::optional<std::string> png() const override;
     ClipboardContents contents() const override;
@@ -21,9 +27,14 @@ public:
     void setOnChange(std::function<void()> onChange) override { m_onChange = std::move(onChange); }
 
 private:
+    void changed();
+
     QObject m_context;
     std::uint64_t m_changeCount = 0;
     std::function<void()> m_onChange;
+    std::unique_ptr<WlPasteWatcher> m_watcher;
+    // The last offer wl-paste reported, while it reports them.
+    std::optional<ClipboardOffer> m_offer;
 };
 
 } // namespace zeph

@@ -166,6 +166,19 @@ LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, Launc
         = [this](const std::string& folder, const std::string& name, const std::string& text,
               std::uint64_t version) { return m_documents.set(folder, name, text, version); };
     QObject::connect(qApp, &QCoreApplication::aboutToQuit, [this] { m_model.saveAll(); });
+
+    if (!m_model.settings().get().hasCompletedOnboarding) {
+        m_firstRun = std::make_unique<FirstRunWindow>(
+            m_model.settings(), m_hotkeys,
+            FirstRunWindow::Session { .isWayland = isWaylandSession(),
+                .hasGlobalShortcuts = !isWaylandSession()
+                    || dynamic_cast<PortalHotKeys*>(m_hotkeyService.get()) != nullptr,
+                .typesSnippets = isX11,
+                .keepsEveryCopy = m_clipboard.hearsEveryChange(),
+                .hasTray = QSystemTrayIcon::isSystemTrayAvailable() },
+            [this] { return m_launcherHotkeyID.has_value(); }, [this] { showSettings(); });
+        m_firstRun->show();
+    }
 }
 
 LauncherApplication::~LauncherApplication() = default;

@@ -20,6 +20,7 @@
 #include "Platform/X11KeyInjector.h"
 #include "Search/AppIndexer.h"
 #include "UI/FillInDialog.h"
+#include "UI/FirstRunWindow.h"
 #include "UI/LauncherPanel.h"
 #include "UI/SettingsWindow.h"
 
@@ -72,6 +73,7 @@ private:
     DocumentExchange m_documents { m_model };
     std::unique_ptr<QSystemTrayIcon> m_tray;
     std::unique_ptr<SettingsWindow> m_settingsWindow;
+    std::unique_ptr<FirstRunWindow> m_firstRun;
     std::unique_ptr<QMenu> m_menu;
     std::optional<std::uint32_t> m_launcherHotkeyID;
     bool m_hasToldTrayless = false;

@@ -41,6 +41,9 @@ with open(os.path.join(root, "data/snippets.json"), "w") as snippets:
                     {"autoExpands": True, "content": name, "createdByAgent": False, "id": str(index),
                      "isEnabled": True, "keyword": f"s{index}", "name": name, "pendingReview": False}
                     for index, name in enumerate(names)]}], snippets)
+# A returning user: no welcome window takes the focus.
+with open(os.path.join(root, "data/settings.json"), "w") as settings:
+    json.dump({"hasCompletedOnboarding": True}, settings)
 with open(os.path.join(shared, "queries.txt")) as queries:
     queries = [line.strip() for line in queries if line.strip()]
 

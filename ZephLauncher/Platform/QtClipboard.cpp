@@ -13,6 +13,7 @@
 namespace zeph {
 
 QtClipboard::QtClipboard(Watching watching)
+    : m_watching(watching)
 {
     if (watching == Watching::wlPaste) {
         m_watcher = std::make_unique<WlPasteWatcher>([this](ClipboardOffer offer) {

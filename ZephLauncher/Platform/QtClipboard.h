@@ -26,9 +26,13 @@ public:
     void setContents(const ClipboardContents& contents) override;
     void setOnChange(std::function<void()> onChange) override { m_onChange = std::move(onChange); }
 
+    // Whether changes made while another program has the focus are heard too.
+    bool hearsEveryChange() const { return m_watching == Watching::qt || m_watcher; }
+
 private:
     void changed();
 
+    Watching m_watching;
     QObject m_context;
     std::uint64_t m_changeCount = 0;
     std::function<void()> m_onChange;

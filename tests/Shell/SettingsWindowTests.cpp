@@ -1,6 +1,7 @@
 #include "UI/SettingsWindow.h"
 
 #include "Logic/LauncherWorld.h"
+#include "UI/FirstRunWindow.h"
 #include "UI/HotKeyRecorder.h"
 #include "UI/SnippetsPane.h"
 #include "UI/StringListEditor.h"
@@ -219,6 +220,52 @@ TEST_F(SettingsWindowTest, SnippetsEditInPlaceWithTheirTextRenderedAsItWouldBeIn
 
     tree->topLevelItem(0)->setCheckState(0, Qt::Unchecked);
     EXPECT_FALSE(collections[0].isEnabled);
+}
+
+TEST(FirstRunWindow, SaysWhatWorksInTheSessionAndWhatToDoWhereSomethingDoesNot)
+{
+    AppSettings settings;
+    auto x11 = FirstRunWindow::sessionNotes({}, settings, true);
+    ASSERT_EQ(x11.size(), 4u);
+    EXPECT_EQ(x11[0], QStringLiteral("✓ Alt+Space opens the launcher from any program."));
+    EXPECT_TRUE(
+        std::all_of(x11.begin(), x11.end(), [](auto& note) { return note.startsWith(u'✓'); }));
+    EXPECT_TRUE(FirstRunWindow::sessionNotes({}, settings, false)[0].startsWith(
+        QStringLiteral("✗ Alt+Space is taken by another program.")));
+
+    FirstRunWindow::Session wayland { .isWayland = true,
+        .hasGlobalShortcuts = false,
+        .typesSnippets = false,
+        .keepsEveryCopy = false,
+        .hasTray = false };
+    auto notes = FirstRunWindow::sessionNotes(wayland, settings, false);
+    EXPECT_TRUE(
+        std::all_of(notes.begin(), notes.end(), [](auto& note) { return note.startsWith(u'✗'); }));
+    EXPECT_TRUE(notes[0].contains(QStringLiteral("“zeph-launcher --toggle”")));
+    EXPECT_TRUE(notes[1].contains(QStringLiteral("type “snip”")));
+    EXPECT_TRUE(notes[2].contains(QStringLiteral("wl-clipboard")));
+    EXPECT_TRUE(notes[3].contains(QStringLiteral("“zeph-launcher --settings”")));
+}
+
+TEST_F(SettingsWindowTest, TheWelcomeEndsTheFirstRunOnlyWhenTheUserClosesIt)
+{
+    auto make = [&] {
+        return std::make_unique<FirstRunWindow>(
+            world->model.settings(), world->hotkeys, FirstRunWindow::Session {},
+            [] { return true; }, [] {});
+    };
+    auto welcome = make();
+    welcome->show();
+    welcome.reset(); // As when the application quits.
+    EXPECT_FALSE(settings().hasCompletedOnboarding);
+    welcome = make();
+    welcome->show();
+    for (auto* button : welcome->findChildren<QPushButton*>()) {
+        if (button->text() == QStringLiteral("Get Started"))
+            button->click();
+    }
+    EXPECT_TRUE(settings().hasCompletedOnboarding);
+    EXPECT_FALSE(welcome->isVisible());
 }
 
 } // namespace

@@ -151,6 +151,18 @@ application = start("application.log")
 check(wait_for(answers, 30), "the application starts")
 print(f"start to the first answer: {(time.monotonic() - began) * 1000:.0f} ms", flush=True)
 
+# The first start welcomes the user; closing the window marks the first run done.
+welcome = []
+wait_for(lambda: welcome.extend(run("xdotool", "search", "--onlyvisible", "--name",
+                                    "^Welcome to Zeph Launcher$").stdout.split()) or welcome)
+check(bool(welcome), "the first start shows the welcome window")
+if welcome:
+    run("xdotool", "windowfocus", "--sync", welcome[0])
+    key("Return")
+    check(wait_for(lambda: run("xdotool", "search", "--onlyvisible", "--name",
+                               "^Welcome to Zeph Launcher$").returncode != 0),
+          "Get Started closes it")
+
 key("alt+space")
 check(wait_for(panel_visible), "the hot key shows the panel")
 run("xdotool", "type", "--delay", "40", "marker")
@@ -305,7 +317,9 @@ key("Escape")
 application.terminate()
 check(application.wait(timeout=10) == 0, "SIGTERM ends the application cleanly")
 with open(os.path.join(data, "settings.json")) as settings:
-    check('"verticalPosition": 0.3' in settings.read(), "its last save keeps the change")
+    saved = settings.read()
+    check('"verticalPosition": 0.3' in saved, "its last save keeps the change")
+    check('"hasCompletedOnboarding": true' in saved, "and that the first run is done")
 stopped = run(zeph, "config", "set", "verticalPosition", "0.25")
 check(stopped.returncode == 0, "without the application the command line writes the file")
 with open(os.path.join(data, "settings.json")) as settings:

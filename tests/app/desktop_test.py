@@ -97,12 +97,23 @@ def answers():
                "string:/nowhere", "string:none").returncode == 0
 
 
+def windows_named(title):
+    return run("xdotool", "search", "--onlyvisible", "--name", f"^{title}$").stdout.split()
+
+
+# The first window with this title once it shows, else None.
+def window_shown(title):
+    found = []
+    wait_for(lambda: found.extend(windows_named(title)) or found)
+    return found[0] if found else None
+
+
 def panel_visible():
-    return run("xdotool", "search", "--onlyvisible", "--name", "^Zeph Launcher$").returncode == 0
+    return bool(windows_named("Zeph Launcher"))
 
 
 def panel_geometry():
-    window = run("xdotool", "search", "--onlyvisible", "--name", "^Zeph Launcher$").stdout.split()
+    window = windows_named("Zeph Launcher")
     if not window:
         return None
     lines = run("xdotool", "getwindowgeometry", "--shell", window[0]).stdout.split()
@@ -111,7 +122,7 @@ def panel_geometry():
 
 
 def panel_has_focus():
-    window = run("xdotool", "search", "--onlyvisible", "--name", "^Zeph Launcher$").stdout.split()
+    window = windows_named("Zeph Launcher")
     return bool(window) and run("xdotool", "getwindowfocus").stdout.strip() in window
 
 
@@ -152,15 +163,12 @@ check(wait_for(answers, 30), "the application starts")
 print(f"start to the first answer: {(time.monotonic() - began) * 1000:.0f} ms", flush=True)
 
 # The first start welcomes the user; closing the window marks the first run done.
-welcome = []
-wait_for(lambda: welcome.extend(run("xdotool", "search", "--onlyvisible", "--name",
-                                    "^Welcome to Zeph Launcher$").stdout.split()) or welcome)
-check(bool(welcome), "the first start shows the welcome window")
+welcome = window_shown("Welcome to Zeph Launcher")
+check(welcome is not None, "the first start shows the welcome window")
 if welcome:
-    run("xdotool", "windowfocus", "--sync", welcome[0])
+    run("xdotool", "windowfocus", "--sync", welcome)
     key("Return")
-    check(wait_for(lambda: run("xdotool", "search", "--onlyvisible", "--name",
-                               "^Welcome to Zeph Launcher$").returncode != 0),
+    check(wait_for(lambda: not windows_named("Welcome to Zeph Launcher")),
           "Get Started closes it")
 
 key("alt+space")
@@ -216,8 +224,7 @@ wait_for(lambda: not panel_visible())
 
 # The settings window: from the command line, and Ctrl+, in the panel.
 def settings_visible():
-    return run("xdotool", "search", "--onlyvisible", "--name",
-               "^Zeph Launcher Settings$").returncode == 0
+    return bool(windows_named("Zeph Launcher Settings"))
 
 
 check(run(launcher, "--settings").returncode == 0 and wait_for(settings_visible),
@@ -240,12 +247,10 @@ clipboard_file = os.path.join(root, "clipboard.txt")
 field = subprocess.Popen([text_field, field_file, clipboard_file], env=environment)
 
 
-window = []
-wait_for(lambda: window.extend(run("xdotool", "search", "--onlyvisible", "--name",
-                                   "^Zeph Test Field$").stdout.split()) or window)
-check(bool(window), "the text field opens")
+window = window_shown("Zeph Test Field")
+check(window is not None, "the text field opens")
 if window:
-    run("xdotool", "windowfocus", "--sync", window[0])
+    run("xdotool", "windowfocus", "--sync", window)
     run("xdotool", "type", "--delay", "60", "hi ;shrug")
     shrug = "hi \u00af\\_(\u30c4)_/\u00af"
     check(wait_for(lambda: read(field_file).split("\n")[0] == shrug),
@@ -296,7 +301,7 @@ if window:
           f"as a PNG file in the data folder ({pngs})")
     # The field's program excluded: a window manager would name it the active window.
     run("xprop", "-root", "-f", "_NET_ACTIVE_WINDOW", "32x", "-set", "_NET_ACTIVE_WINDOW",
-        hex(int(window[0])))
+        hex(int(window)))
     excluded = run(zeph, "config", "set", "snippets.excludedBundleIDs", '["zeph_test_field"]')
     check(excluded.returncode == 0, "an application is excluded while the application runs")
     field_after(";shrug")

@@ -195,7 +195,7 @@ void LauncherApplication::showSettings()
 {
     if (!m_settingsWindow) {
         m_settingsWindow = std::make_unique<SettingsWindow>(SettingsWindow::Services {
-            m_model, m_hotkeys, m_workflows, [](const Theme& theme) {
+            m_model, m_hotkeys, m_workflows, m_loop, processScripts(), [](const Theme& theme) {
                 return PanelStyle::make(theme, desktopPrefersDark(), compositorRuns());
             } });
     }

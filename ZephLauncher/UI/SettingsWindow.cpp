@@ -62,7 +62,9 @@ SettingsWindow::SettingsWindow(Services services, QWidget* parent)
     m_stack->addWidget(scrolling(makeSearchPane()));
     m_stack->addWidget(scrolling(makeSnippetsPane()));
     m_stack->addWidget(scrolling(makeClipboardPane()));
-    m_stack->addWidget(new WorkflowsPane(m_services.model, m_services.workflows, m_review));
+    auto* workflows = new WorkflowsPane(m_services.model, m_services.workflows, m_review);
+    workflows->onEdit = [this](Workflow workflow) { editWorkflow(std::move(workflow)).show(); };
+    m_stack->addWidget(workflows);
     m_stack->addWidget(scrolling(new AgentsPane(m_review, m_services.model)));
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -85,6 +87,26 @@ SettingsWindow::SettingsWindow(Services services, QWidget* parent)
     };
     shortcut(QKeySequence(Qt::CTRL | Qt::Key_PageDown), [step] { step(1); });
     shortcut(QKeySequence(Qt::CTRL | Qt::Key_PageUp), [step] { step(-1); });
+}
+
+SettingsWindow::~SettingsWindow()
+{
+    for (auto& [id, editor] : m_editors)
+        delete editor.data();
+}
+
+WorkflowEditor& SettingsWindow::editWorkflow(Workflow workflow)
+{
+    auto& editor = m_editors[workflow.id];
+    if (!editor) {
+        editor = new WorkflowEditor(
+            { m_services.model, m_services.hotkeys, m_services.loop, m_services.makeScriptRunner },
+            std::move(workflow));
+        editor->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    editor->raise();
+    editor->activateWindow();
+    return *editor;
 }
 
 void SettingsWindow::showPane(Pane pane)

@@ -5,9 +5,12 @@
 #include "Logic/HotKeyCenter.h"
 #include "Logic/WorkflowExecutor.h"
 #include "UI/PanelStyle.h"
+#include "UI/WorkflowEditor.h"
 
 #include <functional>
+#include <map>
 
+#include <QPointer>
 #include <QWidget>
 
 class QListWidget;
@@ -26,15 +29,20 @@ public:
         AppModel& model;
         HotKeyCenter& hotkeys;
         WorkflowExecutor& workflows;
+        MainLoop& loop;
+        MakeScriptRunner makeScriptRunner;
         // How the panel would paint a theme on this desktop, for the preview.
         std::function<PanelStyle(const Theme&)> styleOf;
     };
 
     SettingsWindow(Services services, QWidget* parent = nullptr);
+    ~SettingsWindow() override;
 
     void showPane(Pane pane);
     // Shows the window in front, on its last pane.
     void present();
+    // The editor of that workflow, one for each, made when first asked for.
+    WorkflowEditor& editWorkflow(Workflow workflow);
 
 private:
     QWidget* makeGeneralPane();
@@ -47,6 +55,8 @@ private:
     QListWidget* m_panes;
     QStackedWidget* m_stack;
     std::vector<Subscription> m_subscriptions;
+    // Each editor goes when it is closed.
+    std::map<std::string, QPointer<WorkflowEditor>> m_editors;
 };
 
 } // namespace zeph

@@ -51,6 +51,7 @@ WorkflowsPane::WorkflowsPane(
     , m_list(new QTreeWidget(this))
     , m_problems(new QLabel(this))
     , m_run(new QPushButton(QStringLiteral("Run"), this))
+    , m_edit(new QPushButton(QStringLiteral("Edit…"), this))
     , m_approve(new QPushButton(QStringLiteral("Approve and Enable"), this))
     , m_delete(new QPushButton(QStringLiteral("Delete…"), this))
 {
@@ -64,7 +65,10 @@ WorkflowsPane::WorkflowsPane(
     m_problems->setWordWrap(true);
     m_problems->setTextInteractionFlags(Qt::TextSelectableByMouse);
     auto* examples = new QPushButton(QStringLiteral("Add Example Workflows"), this);
+    auto* add = new QPushButton(QStringLiteral("New Workflow"), this);
     auto* buttons = new QHBoxLayout;
+    buttons->addWidget(add);
+    buttons->addWidget(m_edit);
     buttons->addWidget(m_run);
     buttons->addWidget(m_approve);
     buttons->addWidget(m_delete);
@@ -97,6 +101,16 @@ WorkflowsPane::WorkflowsPane(
         });
     });
     connect(m_run, &QPushButton::clicked, this, [this] { runSelected(); });
+    auto edit = [this] {
+        if (const auto* workflow = selected(); workflow && onEdit)
+            onEdit(*workflow);
+    };
+    connect(m_edit, &QPushButton::clicked, this, edit);
+    connect(m_list, &QTreeWidget::itemDoubleClicked, this, edit);
+    connect(add, &QPushButton::clicked, this, [this] {
+        if (onEdit)
+            onEdit(Workflow { .id = makeUUID() });
+    });
     connect(m_approve, &QPushButton::clicked, this, [this] {
         if (const auto* workflow = selected())
             m_review.approve(PendingReview::Kind::workflow, workflow->id);
@@ -187,6 +201,7 @@ void WorkflowsPane::showSelection()
 {
     const auto* workflow = selected();
     m_delete->setEnabled(workflow != nullptr);
+    m_edit->setEnabled(workflow != nullptr);
     m_run->setEnabled(workflow && workflow->isEnabled && firstInput(*workflow));
     m_approve->setVisible(workflow && workflow->pendingReview);
     QString text;

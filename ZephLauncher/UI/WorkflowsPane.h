@@ -12,12 +12,15 @@ class QTreeWidget;
 
 namespace zeph {
 
-// The user's workflows: each with its switch and what is wrong with it, and the buttons to run or
-// delete the selected one, to approve one an agent made, and to add the example workflows.
+// The user's workflows: each with its switch and what is wrong with it, and the buttons to make,
+// edit, run or delete one, to approve one an agent made, and to add the example workflows.
 class WorkflowsPane final : public QWidget {
 public:
     WorkflowsPane(AppModel& model, WorkflowExecutor& executor, AgentReview& review,
         QWidget* parent = nullptr);
+
+    // Opens the editor on a workflow of the list, or on a new one.
+    std::function<void(Workflow)> onEdit;
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -35,6 +38,7 @@ private:
     QTreeWidget* m_list;
     QLabel* m_problems;
     QPushButton* m_run;
+    QPushButton* m_edit;
     QPushButton* m_approve;
     QPushButton* m_delete;
     Subscription m_subscription;

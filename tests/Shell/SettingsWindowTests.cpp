@@ -5,10 +5,12 @@
 #include "UI/HotKeyRecorder.h"
 #include "UI/SnippetsPane.h"
 #include "UI/StringListEditor.h"
+#include "UI/WorkflowEditor.h"
 #include "Workflows/WorkflowTemplate.h"
 
 #include <gtest/gtest.h>
 
+#include <QAction>
 #include <QApplication>
 #include <QCheckBox>
 #include <QLabel>
@@ -38,9 +40,9 @@ struct SettingsWindowTest : testing::Test {
         qputenv("QT_QPA_PLATFORM", "offscreen");
         application = std::make_unique<QApplication>(argc, argv);
         world = std::make_unique<LauncherWorld>();
-        window = std::make_unique<SettingsWindow>(
-            SettingsWindow::Services { world->model, world->hotkeys, world->executor,
-                [](const Theme& theme) { return PanelStyle::make(theme, false, true); } });
+        window = std::make_unique<SettingsWindow>(SettingsWindow::Services { world->model,
+            world->hotkeys, world->executor, world->loop, world->makeScriptRunner,
+            [](const Theme& theme) { return PanelStyle::make(theme, false, true); } });
         window->present();
     }
     void TearDown() override
@@ -266,6 +268,59 @@ TEST_F(SettingsWindowTest, TheWelcomeEndsTheFirstRunOnlyWhenTheUserClosesIt)
     }
     EXPECT_TRUE(settings().hasCompletedOnboarding);
     EXPECT_FALSE(welcome->isVisible());
+}
+
+TEST_F(SettingsWindowTest, TheWorkflowEditorBuildsAWorkflowThatTestsAndSavesOnlyOnSave)
+{
+    auto& editor = window->editWorkflow(Workflow { .id = "new", .name = "Greeter" });
+    auto palette = [&](const QString& kind) {
+        for (auto* action : editor.findChildren<QAction*>()) {
+            if (action->text() == kind)
+                return action;
+        }
+        ADD_FAILURE() << "no node " << kind.toStdString();
+        return static_cast<QAction*>(nullptr);
+    };
+    palette(QStringLiteral("Keyword"))->trigger();
+    // The form of the new node: its keyword field is the first line field.
+    auto fields = editor.findChildren<QLineEdit*>();
+    QLineEdit* keyword = nullptr;
+    for (auto* field : fields) {
+        if (field->isVisibleTo(&editor) && field->text().isEmpty()
+            && field->placeholderText().isEmpty() && !keyword && field->parentWidget() != &editor)
+            keyword = field;
+    }
+    ASSERT_TRUE(keyword);
+    keyword->setFocus();
+    QTest::keyClicks(keyword, "greet");
+    ASSERT_EQ(editor.workflow().nodes.size(), 1u);
+    EXPECT_EQ(*editor.workflow().nodes[0].kind.keyword(), "greet");
+    palette(QStringLiteral("Large Type"))->trigger();
+    auto* connect = [&] {
+        for (auto* button : editor.findChildren<QPushButton*>()) {
+            if (button->text() == QStringLiteral("Connect"))
+                return button;
+        }
+        return static_cast<QPushButton*>(nullptr);
+    }();
+    ASSERT_TRUE(connect);
+    connect->click();
+    ASSERT_EQ(editor.workflow().connections.size(), 1u);
+    EXPECT_EQ(editor.workflow().connections[0].from, editor.workflow().nodes[0].id);
+
+    EXPECT_TRUE(world->model.workflows().get().empty()) << "nothing saved before Save";
+    EXPECT_TRUE(editor.hasChanges());
+    std::vector<std::string> report;
+    editor.test("Ann", [&](std::vector<std::string> lines) { report = std::move(lines); });
+    world->loop.runBackground();
+    ASSERT_FALSE(report.empty());
+    EXPECT_EQ(report.front(), "Steps:");
+    EXPECT_NE(std::find(report.begin(), report.end(), "Actions that would run:"), report.end());
+
+    editor.save();
+    ASSERT_EQ(world->model.workflows().get().size(), 1u);
+    EXPECT_EQ(world->model.workflows().get()[0].name, "Greeter");
+    EXPECT_FALSE(editor.hasChanges());
 }
 
 } // namespace

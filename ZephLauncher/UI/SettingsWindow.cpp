@@ -36,6 +36,9 @@ QWidget* scrolling(QWidget* content)
     area->setWidget(content);
     area->setWidgetResizable(true);
     area->setFrameShape(QFrame::NoFrame);
+    // Tab goes from the list of panes straight to the pane's first control; the area scrolls to
+    // whichever control has the focus.
+    area->setFocusPolicy(Qt::NoFocus);
     return area;
 }
 

@@ -281,7 +281,17 @@ TEST_F(SettingsWindowTest, TheWorkflowEditorBuildsAWorkflowThatTestsAndSavesOnly
         ADD_FAILURE() << "no node " << kind.toStdString();
         return static_cast<QAction*>(nullptr);
     };
+    auto findings = [&] {
+        QString shown;
+        for (auto* label : editor.findChildren<QLabel*>()) {
+            if (label->isVisibleTo(&editor) && label->text().startsWith(u'⚠'))
+                shown += label->text();
+        }
+        return shown;
+    };
+    EXPECT_TRUE(findings().contains(QStringLiteral("so the workflow can be started")));
     palette(QStringLiteral("Keyword"))->trigger();
+    EXPECT_TRUE(findings().contains(QStringLiteral("Keyword has no keyword.")));
     // The form of the new node: its keyword field is the first line field.
     auto fields = editor.findChildren<QLineEdit*>();
     QLineEdit* keyword = nullptr;
@@ -295,6 +305,7 @@ TEST_F(SettingsWindowTest, TheWorkflowEditorBuildsAWorkflowThatTestsAndSavesOnly
     QTest::keyClicks(keyword, "greet");
     ASSERT_EQ(editor.workflow().nodes.size(), 1u);
     EXPECT_EQ(*editor.workflow().nodes[0].kind.keyword(), "greet");
+    EXPECT_FALSE(findings().contains(QStringLiteral("has no keyword")));
     palette(QStringLiteral("Large Type"))->trigger();
     auto* connect = [&] {
         for (auto* button : editor.findChildren<QPushButton*>()) {

@@ -52,6 +52,15 @@ os.chmod(marker_maker, 0o755)
 with open(os.path.join(applications, "marker-maker.desktop"), "w") as entry:
     entry.write("[Desktop Entry]\nType=Application\nName=Marker Maker\nStartupNotify=true\n"
                 f"Exec={marker_maker}\n")
+# What an agent made, waiting for the user's review.
+greeting = [{"id": "in", "kind": {"keyword": {"keyword": "greet", "title": "", "subtitle": "",
+                                              "argument": "optional"}}},
+            {"id": "show", "kind": {"largeType": {"text": "Hello {query}"}}}]
+with open(os.path.join(data, "workflows.json"), "w", encoding="utf-8") as workflows:
+    json.dump([{"id": "agent-made", "name": "Agent's Greeting", "isEnabled": False,
+                "createdByAgent": True, "pendingReview": True, "nodes": greeting,
+                "connections": [{"id": "c", "from": "in", "fromPort": "out", "to": "show",
+                                 "modifier": "none"}]}], workflows)
 environment = dict(os.environ, HOME=home, ZEPH_DATA_DIR=data, XDG_DATA_HOME=os.path.join(home, ".local/share"))
 failures = []
 
@@ -230,8 +239,30 @@ def settings_visible():
 check(run(launcher, "--settings").returncode == 0 and wait_for(settings_visible),
       "--settings opens the settings window")
 time.sleep(0.3)
+# By keyboard alone: from the list of panes into the general pane, past the shortcut, to the
+# learning switch.
+key("Tab")
+key("Tab")
+key("space")
 key("Escape")
 check(wait_for(lambda: not settings_visible()), "Escape closes the settings window")
+check(wait_for(lambda: '"learningEnabled": false' in read(os.path.join(data, "settings.json"))),
+      "a switch changed in the settings is saved")
+# The review: the agents' pane, its list, the changes, then "Approve and Enable".
+run(launcher, "--settings")
+wait_for(settings_visible)
+time.sleep(0.3)
+for _ in range(5):
+    key("ctrl+Next")
+for _ in range(3):
+    key("Tab")
+key("space")
+check(wait_for(lambda: "Agent's Greeting" in run(zeph, "workflows", "list").stdout
+               and "pending review" not in run(zeph, "workflows", "list").stdout),
+      "approving an agent's workflow in the settings enables it")
+check(os.path.exists(os.path.join(data, "review.json")), "and remembers what was approved")
+key("Escape")
+wait_for(lambda: not settings_visible())
 key("alt+space")
 wait_for(panel_has_focus)
 key("ctrl+comma")

@@ -33,7 +33,29 @@ public:
         return on;
     }
 
+    // The user's last key press, so that work it sets off later on the main loop (an expansion's
+    // paste) is timed from the key: "<what> took … µs".
+    static void markKeyPress()
+    {
+        if (isOn())
+            lastKeyPress() = std::chrono::steady_clock::now();
+    }
+    static void reportSinceKeyPress(const char* what)
+    {
+        if (!isOn())
+            return;
+        std::chrono::duration<double, std::micro> elapsed
+            = std::chrono::steady_clock::now() - lastKeyPress();
+        std::fprintf(stderr, "Zeph Launcher: %s took %.1f µs\n", what, elapsed.count());
+    }
+
 private:
+    static std::chrono::steady_clock::time_point& lastKeyPress()
+    {
+        static std::chrono::steady_clock::time_point time;
+        return time;
+    }
+
     const char* m_what;
     std::chrono::steady_clock::time_point m_start;
 };

@@ -188,6 +188,7 @@ void X11KeyEvents::readEvents()
             auto* generic = reinterpret_cast<xcb_ge_generic_event_t*>(event);
             if (generic->extension == m_inputOpcode && m_isListening) {
                 if (generic->event_type == XCB_INPUT_RAW_KEY_PRESS) {
+                    TraceTimer::markKeyPress();
                     TraceTimer timer("a key press");
                     auto* press = reinterpret_cast<xcb_input_raw_key_press_event_t*>(event);
                     keyPressed(press->detail, press->sourceid);

@@ -1,6 +1,7 @@
 #include "Platform/X11KeyInjector.h"
 
 #include "Platform/KeyTable.h"
+#include "Platform/Trace.h"
 #include "Platform/X11Connection.h"
 
 #include <vector>
@@ -21,6 +22,10 @@ void X11KeyInjector::tap(std::uint32_t keyCode, KeyCombo::Modifiers modifiers)
     auto keySym = KeyTable::x11KeySym(keyCode);
     if (!m_display || !keySym)
         return;
+    // Ctrl+V (with Shift in terminals) is the paste chord of an expansion.
+    if (TraceTimer::isOn() && modifiers.contains(KeyCombo::Modifiers::control)
+        && keyCode == KeyCode::code("v"))
+        TraceTimer::reportSinceKeyPress("an expansion, from its last key to the paste chord,");
     using Modifiers = KeyCombo::Modifiers;
     std::vector<::KeyCode> held;
     for (auto [modifier, sym] : { std::pair { Modifiers::control, XK_Control_L },

@@ -8,6 +8,7 @@
 #include "Logic/SnippetExpander.h"
 #include "Logic/TextInserter.h"
 #include "Logic/WorkflowExecutor.h"
+#include "Platform/AccessibleFocus.h"
 #include "Platform/DesktopLauncher.h"
 #include "Platform/IndexedFileSearching.h"
 #include "Platform/LauncherBus.h"
@@ -59,7 +60,8 @@ private:
     DesktopLauncher m_desktop;
     QtClipboard m_clipboard;
     X11KeyInjector m_keys;
-    X11KeyEvents m_keyEvents { m_keys };
+    AccessibleFocus m_accessibleFocus;
+    X11KeyEvents m_keyEvents { m_keys, m_accessibleFocus };
     X11Focus m_focus;
     FillInDialog m_prompt;
     TextInserter m_inserter;

@@ -1,5 +1,6 @@
 #include "Platform/X11KeyEvents.h"
 
+#include "Platform/AccessibleFocus.h"
 #include "Platform/KeyTable.h"
 #include "Platform/Trace.h"
 #include "Platform/X11KeyInjector.h"
@@ -35,9 +36,16 @@ const char* composeLocale()
 
 } // namespace
 
-X11KeyEvents::X11KeyEvents(const X11KeyInjector& injector)
+X11KeyEvents::X11KeyEvents(const X11KeyInjector& injector, const AccessibleFocus& accessibleFocus)
     : m_injector(injector)
+    , m_accessibleFocus(accessibleFocus)
 {
+}
+
+bool X11KeyEvents::isSecureInput() const
+{
+    // Another client's keyboard grab needs no answer here: no key arrives meanwhile.
+    return m_accessibleFocus.isPasswordFocused();
 }
 
 X11KeyEvents::~X11KeyEvents()

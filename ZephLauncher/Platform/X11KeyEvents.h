@@ -13,16 +13,18 @@ class QSocketNotifier;
 
 namespace zeph {
 
+class AccessibleFocus;
 class X11KeyInjector;
 
 // Every key press on the X11 desktop, without a grab: XInput2 raw events on a connection of its
 // own, which announces XInput 2.0, so that nothing arrives while another client grabs the keyboard
 // (a password prompt, a lock screen). Key codes become text through xkbcommon with the present
-// layout, its modifiers from XKB's own state, and dead keys through the locale's compose table.
+// layout, its modifiers from XKB's own state, and dead keys through the locale's compose table. A
+// password field that the accessibility bus reports as focused is secure input too.
 class X11KeyEvents final : public KeyEventSource {
 public:
     // `injector` tells which XTest presses are the application's own.
-    explicit X11KeyEvents(const X11KeyInjector& injector);
+    X11KeyEvents(const X11KeyInjector& injector, const AccessibleFocus& accessibleFocus);
     ~X11KeyEvents() override;
     X11KeyEvents(const X11KeyEvents&) = delete;
     X11KeyEvents& operator=(const X11KeyEvents&) = delete;
@@ -31,7 +33,7 @@ public:
         std::function<void()> onPointerDown) override;
     void stop() override;
     bool isListening() const override { return m_isListening; }
-    bool isSecureInput() const override { return false; }
+    bool isSecureInput() const override;
 
 private:
     bool connect();
@@ -41,6 +43,7 @@ private:
     void select(bool isOn);
 
     const X11KeyInjector& m_injector;
+    const AccessibleFocus& m_accessibleFocus;
     xcb_connection_t* m_connection = nullptr;
     std::uint32_t m_root = 0;
     std::uint8_t m_inputOpcode = 0;

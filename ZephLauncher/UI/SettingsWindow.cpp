@@ -307,7 +307,11 @@ QWidget* SettingsWindow::makeSnippetsPane()
         QStringLiteral("Never expand in:"),
         [](AppSettings& s) -> std::vector<std::string>& { return s.snippets.excludedBundleIDs; },
         StringListEditor::Entry::text);
-    form->note(QStringLiteral("Application ids, such as “org.keepassxc.KeePassXC”."));
+    form->note(QStringLiteral(
+        "Application ids, such as “org.keepassxc.KeePassXC”. Nothing expands while another program "
+        "holds the keyboard (password prompts, lock screens), nor in a password field that the "
+        "desktop's accessibility service reports; where that service does not run, a password "
+        "field is not recognised, so list its program here."));
     form->section(QStringLiteral("Collections"));
     auto* snippets = new SnippetsPane(m_services.model);
     snippets->setMinimumHeight(460);

@@ -1,6 +1,7 @@
 """The real application on a virtual X display with a session bus of its own.
 
-Run as `desktop_test.py ZEPH_LAUNCHER ZEPH TEXT_FIELD MOCK_PORTAL [SCREENSHOT]`; it starts Xvfb and the bus itself when
+Run as `desktop_test.py ZEPH_LAUNCHER ZEPH TEXT_FIELD MOCK_PORTAL MOCK_ACCESSIBILITY [SCREENSHOT]`;
+it starts Xvfb and the bus itself when
 there is no display. A screenshot of the panel with results goes to SCREENSHOT when given.
 """
 
@@ -12,10 +13,11 @@ import signal
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
-launcher, zeph, text_field, mock_portal = sys.argv[1:5]
-screenshot = sys.argv[5] if len(sys.argv) > 5 else None
+launcher, zeph, text_field, mock_portal, mock_accessibility = sys.argv[1:6]
+screenshot = sys.argv[6] if len(sys.argv) > 6 else None
 
 if "ZEPH_TEST_INSIDE" not in os.environ:
     os.environ["ZEPH_TEST_INSIDE"] = "1"
@@ -149,6 +151,15 @@ def log_text(log_name):
     with open(os.path.join(root, log_name)) as log:
         return log.read()
 
+
+# The accessibility bus, which tells when a password field has the focus: ours, before any
+# application asks the session bus for the desktop's own.
+accessibility = subprocess.Popen([mock_accessibility], env=environment, stdin=subprocess.PIPE,
+                                 stdout=subprocess.PIPE, text=True)
+accessibility_lines = []
+threading.Thread(target=lambda: accessibility_lines.extend(
+    line.strip() for line in accessibility.stdout), daemon=True).start()
+check(wait_for(lambda: "ready" in accessibility_lines), "an accessibility bus runs")
 
 # Another client holds Alt+Space first: a launcher on a bus of its own, so that both run.
 holder = subprocess.Popen(["dbus-run-session", "--", launcher],
@@ -298,6 +309,17 @@ if window:
             key(*keys)
         time.sleep(0.2)
 
+    check("registered object:state-changed:focused" in accessibility_lines,
+          "the application asks the accessibility bus for focus changes")
+    # A password field has the focus: nothing expands there.
+    accessibility.stdin.write("focus\n")
+    accessibility.stdin.flush()
+    field_after(";shrug")
+    time.sleep(1.0)
+    check(read(field_file).split("\n")[0] == ";shrug",
+          f"nothing expands in a password field ({read(field_file).splitlines()[:1]})")
+    accessibility.stdin.write("blur\n")
+    accessibility.stdin.flush()
     field_after(";tag")
     check(wait_for(lambda: read(field_file).split("\n") == ["<b></b>", "3"]),
           f"a snippet's caret mark leaves the caret there ({read(field_file).splitlines()})")

@@ -1,6 +1,7 @@
 #include "LauncherApplication.h"
 #include "Platform/LauncherBus.h"
 #include "Storage/Paths.h"
+#include "Support/Allocator.h"
 
 #include <csignal>
 #include <cstdio>
@@ -44,6 +45,7 @@ void quitOnSignals()
 // keyboard settings; --settings opens the settings window.
 int main(int argc, char** argv)
 {
+    zeph::tuneAllocatorForDocuments();
     const char* method = "Show";
     if (argc == 2 && std::strcmp(argv[1], "--toggle") == 0) {
         method = "Toggle";

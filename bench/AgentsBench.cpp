@@ -5,6 +5,7 @@
 #include "Agents/AgentTools.h"
 #include "Agents/FileAgentStore.h"
 #include "GeneratedWorkflows.h"
+#include "Support/Allocator.h"
 #include "Workflows/ProcessScriptRunner.h"
 #include "Workflows/WorkflowTemplate.h"
 
@@ -21,6 +22,9 @@
 #include <benchmark/benchmark.h>
 
 namespace {
+
+// The allocator as the application and zeph-mcp set it.
+const bool allocatorIsTuned = (zeph::tuneAllocatorForDocuments(), true);
 
 using namespace zeph;
 using Clock = std::chrono::steady_clock;

@@ -4,10 +4,14 @@
 #include "Logic/LauncherWorld.h"
 #include "RealisticWorld.h"
 #include "Storage/JSONFileStore.h"
+#include "Support/Allocator.h"
 
 #include <benchmark/benchmark.h>
 
 namespace {
+
+// The allocator as the application and zeph-mcp set it.
+const bool allocatorIsTuned = (zeph::tuneAllocatorForDocuments(), true);
 
 using namespace zeph;
 using namespace zeph::Bench;

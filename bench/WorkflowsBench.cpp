@@ -2,6 +2,7 @@
 // text of "workflows.json" parsed and decoded, and each workflow validated against all of them, as
 // the settings show their problems.
 #include "GeneratedWorkflows.h"
+#include "Support/Allocator.h"
 #include "Workflows/WorkflowLibrary.h"
 
 #include <string>
@@ -10,6 +11,9 @@
 #include <benchmark/benchmark.h>
 
 namespace {
+
+// The allocator as the application and zeph-mcp set it.
+const bool allocatorIsTuned = (zeph::tuneAllocatorForDocuments(), true);
 
 using namespace zeph;
 using Bench::documentOf;

@@ -3,6 +3,7 @@
 // nothing else; diagnostics go to standard error.
 #include "Agents/FileAgentStore.h"
 #include "Agents/MCPServer.h"
+#include "Support/Allocator.h"
 #include "Workflows/ProcessScriptRunner.h"
 
 #include <csignal>
@@ -21,6 +22,7 @@ bool isBlank(std::string_view line)
 
 int main()
 {
+    zeph::tuneAllocatorForDocuments();
     // A client that has gone away is noticed as a failed write, not as a signal.
     std::signal(SIGPIPE, SIG_IGN);
     zeph::FileAgentStore store(std::nullopt, [](const std::string& message) {

@@ -1,0 +1,12 @@
+#include "Support/Allocator.h"
+
+#include <malloc.h>
+
+namespace zeph {
+
+void tuneAllocatorForDocuments()
+{
+    mallopt(M_MXFAST, 0);
+}
+
+} // namespace zeph

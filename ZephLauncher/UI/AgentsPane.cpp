@@ -1,5 +1,7 @@
 #include "UI/AgentsPane.h"
 
+#include "UI/WorkflowWords.h"
+
 #include <QApplication>
 #include <QClipboard>
 #include <QDir>
@@ -28,7 +30,16 @@ QString label(const PendingReview& item)
         .arg(QString::fromStdString(item.name), QString::fromStdString(item.collectionName));
 }
 
-// The changed lines, and three lines around each change, as the review shows them.
+QString problemsHTML(const PendingReview& item)
+{
+    QString html;
+    for (const auto& problem : item.problems)
+        html += QStringLiteral("<p style=\"color:#b35900\">⚠ %1</p>")
+                    .arg(QString::fromStdString(problem).toHtmlEscaped());
+    return html;
+}
+
+// The changed lines, and three lines around each change.
 QString changesHTML(const PendingReview& item)
 {
     constexpr std::size_t context = 3;
@@ -41,11 +52,7 @@ QString changesHTML(const PendingReview& item)
         for (auto near = first; near < std::min(lines.size(), index + context + 1); ++near)
             shown[near] = true;
     }
-    QString html;
-    for (const auto& problem : item.problems)
-        html += QStringLiteral("<p style=\"color:#b35900\">⚠ %1</p>")
-                    .arg(QString::fromStdString(problem).toHtmlEscaped());
-    html += QStringLiteral("<pre style=\"margin:0\">");
+    auto html = problemsHTML(item) + QStringLiteral("<pre style=\"margin:0\">");
     bool skipped = false;
     for (std::size_t index = 0; index < lines.size(); ++index) {
         if (!shown[index]) {
@@ -71,6 +78,45 @@ QString changesHTML(const PendingReview& item)
         }
     }
     return html + QStringLiteral("</pre>");
+}
+
+// An item never approved: the workflow as a whole, or the snippet with its trigger and text.
+QString newItemHTML(const PendingReview& item, AppModel& model)
+{
+    auto html = QStringLiteral("<p><i>New: you have not approved it before.</i></p>")
+        + problemsHTML(item);
+    if (item.kind == PendingReview::Kind::workflow) {
+        for (const auto& workflow : model.workflows().get()) {
+            if (workflow.id == item.id)
+                return html + WorkflowWords::summaryHTML(workflow);
+        }
+        return html;
+    }
+    for (const auto& collection : model.snippetCollections().get()) {
+        for (const auto& snippet : collection.snippets) {
+            if (snippet.id != item.id)
+                continue;
+            auto trigger = collection.triggerText(snippet);
+            return html
+                + QStringLiteral("<h3>%1</h3><p>Trigger: %2</p><pre>%3</pre>")
+                      .arg(QString::fromStdString(snippet.name).toHtmlEscaped(),
+                          trigger ? QString::fromStdString(*trigger).toHtmlEscaped()
+                                  : QStringLiteral("none (only in the launcher)"),
+                          QString::fromStdString(snippet.content).toHtmlEscaped());
+        }
+    }
+    return html;
+}
+
+// What the user never approved reads as a whole; what changed since an approval, as the changed
+// lines with three lines around each.
+QString reviewHTML(const PendingReview& item, AppModel& model)
+{
+    bool isNew = std::none_of(item.changes.begin(), item.changes.end(),
+        [](const ChangedLine& line) { return line.kind != ChangedLine::Kind::added; });
+    if (isNew)
+        return newItemHTML(item, model);
+    return changesHTML(item);
 }
 
 // A read-only text with a button that copies it.
@@ -101,6 +147,7 @@ QString quoted(const QString& path)
 
 AgentsPane::AgentsPane(AgentReview& review, AppModel& model, QWidget* parent)
     : QWidget(parent)
+    , m_model(model)
     , m_review(review)
     , m_list(new QListWidget(this))
     , m_changes(new QTextEdit(this))
@@ -189,7 +236,7 @@ void AgentsPane::showSelection()
     m_approve->setVisible(!m_pending.empty());
     m_delete->setVisible(!m_pending.empty());
     m_changes->setHtml(
-        isValid ? changesHTML(m_pending[static_cast<std::size_t>(row)]) : QString {});
+        isValid ? reviewHTML(m_pending[static_cast<std::size_t>(row)], m_model) : QString {});
 }
 
 void AgentsPane::approveSelected()

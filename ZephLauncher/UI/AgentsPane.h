@@ -27,6 +27,7 @@ private:
     void approveSelected();
     void deleteSelected();
 
+    AppModel& m_model;
     AgentReview& m_review;
     std::vector<PendingReview> m_pending;
     QListWidget* m_list;

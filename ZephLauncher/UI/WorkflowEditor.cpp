@@ -4,6 +4,7 @@
 #include "Storage/Paths.h"
 #include "Support/UUID.h"
 #include "UI/HotKeyRecorder.h"
+#include "UI/WorkflowWords.h"
 #include "Workflows/WorkflowLibrary.h"
 #include "Workflows/WorkflowTestRun.h"
 
@@ -30,31 +31,13 @@ namespace zeph {
 
 namespace {
 
+using WorkflowWords::choicesFor;
+using WorkflowWords::heldKey;
+using WorkflowWords::nodeLabel;
+
 QString text(std::string_view value)
 {
     return QString::fromUtf8(value.data(), static_cast<qsizetype>(value.size()));
-}
-
-template <typename Enum> std::vector<std::string_view> namesOf()
-{
-    std::vector<std::string_view> names;
-    for (const auto& [value, name] : enumNames<Enum>)
-        names.push_back(name);
-    return names;
-}
-
-// The fields whose values are one of a few words.
-std::vector<std::string_view> choicesFor(std::string_view key)
-{
-    if (key == "argument")
-        return namesOf<ArgumentRequirement>();
-    if (key == "language")
-        return namesOf<ScriptLanguage>();
-    if (key == "input")
-        return namesOf<HotkeyInput>();
-    if (key == "op")
-        return namesOf<ConditionOperator>();
-    return {};
 }
 
 QString labelFor(std::string_view key)
@@ -71,56 +54,6 @@ QString labelFor(std::string_view key)
             return QString::fromUtf8(label);
     }
     return text(key) + u':';
-}
-
-// The key held while choosing a row, in the words of the panel, where Ctrl is `command`.
-QString heldKey(ConnectionModifier modifier)
-{
-    switch (modifier) {
-    case ConnectionModifier::none:
-        return QStringLiteral("none");
-    case ConnectionModifier::command:
-        return QStringLiteral("Ctrl");
-    case ConnectionModifier::option:
-        return QStringLiteral("Alt");
-    case ConnectionModifier::control:
-        return QStringLiteral("Super");
-    case ConnectionModifier::shift:
-        return QStringLiteral("Shift");
-    }
-    return {};
-}
-
-// How a node reads in the lists: its kind and what tells it apart, its keyword or else the first
-// text of its settings (an address, a path, a title).
-QString nodeLabel(const WorkflowNode& node)
-{
-    auto label = text(node.kind.displayName());
-    std::string detail;
-    if (const auto* keyword = node.kind.keyword(); keyword && !keyword->empty()) {
-        detail = *keyword;
-    } else {
-        for (const auto& [key, value] : toJSON(node.kind).begin().value().items()) {
-            if (value.is_string() && !value.get_ref<const std::string&>().empty()
-                && choicesFor(key).empty()) {
-                detail = value.get<std::string>();
-                break;
-            }
-        }
-    }
-    if (!detail.empty()) {
-        auto shown = text(detail).simplified();
-        label += QStringLiteral(" “%1”").arg(shown.size() > 40 ? shown.left(39) + u'…' : shown);
-    }
-    if (!node.note.empty())
-        label += QStringLiteral(" — ") + text(node.note);
-    return label;
-}
-
-QString nodeLabel(const Workflow& workflow, const std::string& nodeID)
-{
-    const auto* node = workflow.nodeWithID(nodeID);
-    return node ? nodeLabel(*node) : text(nodeID);
 }
 
 } // namespace

@@ -50,6 +50,7 @@ WorkflowsPane::WorkflowsPane(
     , m_review(review)
     , m_list(new QTreeWidget(this))
     , m_problems(new QLabel(this))
+    , m_reviewBanner(new QLabel(this))
     , m_run(new QPushButton(QStringLiteral("Run"), this))
     , m_edit(new QPushButton(QStringLiteral("Edit…"), this))
     , m_approve(new QPushButton(QStringLiteral("Approve and Enable"), this))
@@ -82,6 +83,10 @@ WorkflowsPane::WorkflowsPane(
         this);
     help->setWordWrap(true);
     layout->addWidget(help);
+    m_reviewBanner->setWordWrap(true);
+    m_reviewBanner->setStyleSheet(QStringLiteral(
+        "background: palette(alternate-base); border: 1px solid palette(mid); padding: 8px;"));
+    layout->addWidget(m_reviewBanner);
     layout->addWidget(m_list, 1);
     layout->addWidget(m_problems);
     layout->addLayout(buttons);
@@ -181,6 +186,15 @@ void WorkflowsPane::fill(const std::vector<Workflow>& workflows)
     if (!m_list->currentItem() && m_list->topLevelItemCount() > 0)
         m_list->setCurrentItem(m_list->topLevelItem(0));
     m_isFilling = false;
+    auto pending = std::count_if(workflows.begin(), workflows.end(),
+        [](const Workflow& workflow) { return workflow.pendingReview; });
+    m_reviewBanner->setText(pending == 1
+            ? QStringLiteral("A workflow an agent made waits for your review: select it, look it "
+                             "over with Edit…, and choose “Approve and Enable”.")
+            : QStringLiteral("%1 workflows agents made wait for your review: select one, look it "
+                             "over with Edit…, and choose “Approve and Enable”.")
+                  .arg(pending));
+    m_reviewBanner->setVisible(pending > 0);
     showSelection();
 }
 

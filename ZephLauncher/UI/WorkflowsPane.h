@@ -37,6 +37,7 @@ private:
     AgentReview& m_review;
     QTreeWidget* m_list;
     QLabel* m_problems;
+    QLabel* m_reviewBanner;
     QPushButton* m_run;
     QPushButton* m_edit;
     QPushButton* m_approve;

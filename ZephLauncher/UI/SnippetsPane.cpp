@@ -396,6 +396,9 @@ void SnippetsPane::deleteSelected()
     if (!selected)
         return;
     const auto& collection = m_model.snippetCollections().get()[selected->collection];
+    auto collectionID = collection.id;
+    auto snippetID
+        = selected->snippet ? collection.snippets[*selected->snippet].id : std::string {};
     auto what = selected->snippet
         ? QStringLiteral("the snippet “%1”").arg(text(collection.snippets[*selected->snippet].name))
         : QStringLiteral("the collection “%1” and its %2 snippets")
@@ -406,14 +409,14 @@ void SnippetsPane::deleteSelected()
         QMessageBox::Cancel | QMessageBox::Yes, QMessageBox::Cancel);
     if (answer != QMessageBox::Yes)
         return;
+    // By id: while the question was open, an agent may have changed the collections.
     m_model.snippetCollections().change([&](std::vector<SnippetCollection>& collections) {
-        auto& owner = collections[selected->collection];
-        if (selected->snippet)
-            owner.snippets.erase(
-                owner.snippets.begin() + static_cast<std::ptrdiff_t>(*selected->snippet));
-        else
-            collections.erase(
-                collections.begin() + static_cast<std::ptrdiff_t>(selected->collection));
+        if (snippetID.empty()) {
+            std::erase_if(collections, [&](const auto& each) { return each.id == collectionID; });
+            return;
+        }
+        for (auto& owner : collections)
+            std::erase_if(owner.snippets, [&](const auto& each) { return each.id == snippetID; });
     });
 }
 

@@ -241,15 +241,16 @@ void WorkflowsPane::deleteSelected()
     const auto* workflow = selected();
     if (!workflow)
         return;
+    // Copied: while the question is open, an agent may change the list under the pointer.
+    auto id = workflow->id;
     auto answer = QMessageBox::question(this, QStringLiteral("Delete Workflow"),
         QStringLiteral("Delete “%1”? This cannot be undone.")
             .arg(QString::fromStdString(workflow->name)),
         QMessageBox::Cancel | QMessageBox::Yes, QMessageBox::Cancel);
     if (answer != QMessageBox::Yes)
         return;
-    auto id = workflow->id;
     m_model.workflows().change([&](std::vector<Workflow>& workflows) {
-        std::erase_if(workflows, [&](auto& w) { return w.id == id; });
+        std::erase_if(workflows, [&](const Workflow& each) { return each.id == id; });
     });
 }
 

@@ -42,9 +42,8 @@ void AccessibleFocus::listen(const QString& address)
         QStringLiteral("RegisterEvent"));
     registration << QStringLiteral("object:state-changed:focused");
     m_bus.asyncCall(registration);
-    m_isAvailable
-        = m_bus.connect(QString {}, QString {}, QStringLiteral("org.a11y.atspi.Event.Object"),
-            QStringLiteral("StateChanged"), this, SLOT(stateChanged(QDBusMessage)));
+    m_bus.connect(QString {}, QString {}, QStringLiteral("org.a11y.atspi.Event.Object"),
+        QStringLiteral("StateChanged"), this, SLOT(stateChanged(QDBusMessage)));
 }
 
 AccessibleFocus::~AccessibleFocus()

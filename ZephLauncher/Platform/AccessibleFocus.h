@@ -23,7 +23,6 @@ public:
     AccessibleFocus(const AccessibleFocus&) = delete;
     AccessibleFocus& operator=(const AccessibleFocus&) = delete;
 
-    bool isAvailable() const { return m_isAvailable; }
     bool isPasswordFocused() const { return m_isPasswordFocused; }
 
 private Q_SLOTS:
@@ -33,7 +32,6 @@ private:
     void listen(const QString& address);
 
     QDBusConnection m_bus;
-    bool m_isAvailable = false;
     bool m_isPasswordFocused = false;
     // The object that has the focus, by bus name and path, so that an answer about an object that
     // has lost it meanwhile is dropped.

@@ -40,6 +40,8 @@ X11Focus::X11Focus()
     m_connection = connection;
     m_root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
     m_activeAtom = internAtom(connection, "_NET_ACTIVE_WINDOW");
+    m_nameAtom = internAtom(connection, "_NET_WM_NAME");
+    m_utf8Atom = internAtom(connection, "UTF8_STRING");
     std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
     xcb_change_window_attributes(connection, m_root, XCB_CW_EVENT_MASK, &mask);
     xcb_flush(connection);
@@ -101,8 +103,7 @@ std::optional<ApplicationIdentity> X11Focus::read() const
     identity.id = lowercasedText(classes.substr(0, split));
     if (split != std::string::npos)
         identity.windowClass = classes.substr(split + 1, classes.find('\0', split + 1) - split - 1);
-    identity.name = property(m_connection, window, internAtom(m_connection, "_NET_WM_NAME"),
-        internAtom(m_connection, "UTF8_STRING"), 256);
+    identity.name = property(m_connection, window, m_nameAtom, m_utf8Atom, 256);
     if (identity.id.empty())
         identity.id = lowercasedText(identity.windowClass);
     return identity;

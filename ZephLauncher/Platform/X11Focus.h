@@ -28,6 +28,8 @@ private:
     xcb_connection_t* m_connection = nullptr;
     std::uint32_t m_root = 0;
     std::uint32_t m_activeAtom = 0;
+    std::uint32_t m_nameAtom = 0;
+    std::uint32_t m_utf8Atom = 0;
     std::unique_ptr<QSocketNotifier> m_notifier;
     mutable bool m_isCurrent = false;
     mutable std::uint32_t m_window = 0;

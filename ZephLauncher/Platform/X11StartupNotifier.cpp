@@ -27,11 +27,16 @@ std::string string(const char* text)
     return text ? text : "";
 }
 
+// The notifier that made the context, which answers for it.
+X11StartupNotifier* notifierOf(GAppLaunchContext* context)
+{
+    return static_cast<X11StartupNotifier*>(g_object_get_data(G_OBJECT(context), notifierKey));
+}
+
 // The GIO launch context whose startup ids come from the notifier set on it.
 char* startupID(GAppLaunchContext* context, GAppInfo* application, GList*)
 {
-    auto* notifier
-        = static_cast<X11StartupNotifier*>(g_object_get_data(G_OBJECT(context), notifierKey));
+    auto* notifier = notifierOf(context);
     if (!notifier)
         return nullptr;
     std::string icon;
@@ -52,8 +57,7 @@ char* startupID(GAppLaunchContext* context, GAppInfo* application, GList*)
 
 void launchFailed(GAppLaunchContext* context, const char* id)
 {
-    if (auto* notifier
-        = static_cast<X11StartupNotifier*>(g_object_get_data(G_OBJECT(context), notifierKey)))
+    if (auto* notifier = notifierOf(context))
         notifier->end(string(id));
 }
 

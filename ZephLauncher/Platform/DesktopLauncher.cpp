@@ -47,18 +47,6 @@ bool callSession(const QString& service, const QString& path, const QString& int
     return QDBusConnection::sessionBus().send(message);
 }
 
-// The file manager's D-Bus interface; without one, the folder that holds the file opens.
-void askFileManager(const QString& method, const std::string& path)
-{
-    if (callSession(QStringLiteral("org.freedesktop.FileManager1"),
-            QStringLiteral("/org/freedesktop/FileManager1"),
-            QStringLiteral("org.freedesktop.FileManager1"), method,
-            { QStringList { fileURI(path) }, QString() }))
-        return;
-    QDesktopServices::openUrl(
-        QUrl::fromLocalFile(QFileInfo(QString::fromStdString(path)).absolutePath()));
-}
-
 void runDetached(const QString& program, const QStringList& arguments)
 {
     if (!QProcess::startDetached(program, arguments))
@@ -182,6 +170,17 @@ void DesktopLauncher::openWithDefault(const QUrl& url)
     g_object_unref(context);
     if (!opened)
         QDesktopServices::openUrl(url);
+}
+
+void DesktopLauncher::askFileManager(const QString& method, const std::string& path)
+{
+    // Without the file manager's interface, the folder that holds the file opens.
+    if (!callSession(QStringLiteral("org.freedesktop.FileManager1"),
+            QStringLiteral("/org/freedesktop/FileManager1"),
+            QStringLiteral("org.freedesktop.FileManager1"), method,
+            { QStringList { fileURI(path) }, QString() }))
+        openWithDefault(
+            QUrl::fromLocalFile(QFileInfo(QString::fromStdString(path)).absolutePath()));
 }
 
 void DesktopLauncher::launchApplication(const std::string& desktopFile)

@@ -38,6 +38,7 @@ public:
 private:
     void launch(_GAppInfo* application, const QStringList& uris);
     void openWithDefault(const QUrl& url);
+    void askFileManager(const QString& method, const std::string& path);
 
     X11StartupNotifier m_startup;
 };

@@ -42,29 +42,24 @@ bool AgentReview::approve(PendingReview::Kind kind, const std::string& id)
 {
     auto ledger = m_ledger;
     bool approved = false;
+    // Workflows and snippets carry the same flags.
+    auto approveIfPending = [&](auto& record) {
+        if (record.id != id || !record.pendingReview)
+            return;
+        record.isEnabled = true;
+        record.pendingReview = false;
+        ledger.approve(record);
+        approved = true;
+    };
     if (kind == PendingReview::Kind::workflow) {
         m_model.workflows().change([&](std::vector<Workflow>& workflows) {
-            for (auto& workflow : workflows) {
-                if (workflow.id == id && workflow.pendingReview) {
-                    workflow.isEnabled = true;
-                    workflow.pendingReview = false;
-                    ledger.approve(workflow);
-                    approved = true;
-                }
-            }
+            std::for_each(workflows.begin(), workflows.end(), approveIfPending);
         });
     } else {
         m_model.snippetCollections().change([&](std::vector<SnippetCollection>& collections) {
-            for (auto& collection : collections) {
-                for (auto& snippet : collection.snippets) {
-                    if (snippet.id == id && snippet.pendingReview) {
-                        snippet.isEnabled = true;
-                        snippet.pendingReview = false;
-                        ledger.approve(snippet);
-                        approved = true;
-                    }
-                }
-            }
+            for (auto& collection : collections)
+                std::for_each(
+                    collection.snippets.begin(), collection.snippets.end(), approveIfPending);
         });
     }
     if (approved)

@@ -1,7 +1,6 @@
 #include "UI/FirstRunWindow.h"
 
 #include "Platform/KeyTable.h"
-#include "UI/HotKeyRecorder.h"
 #include "UI/SettingsForm.h"
 
 #include <QCloseEvent>
@@ -49,14 +48,9 @@ FirstRunWindow::FirstRunWindow(Observable<AppSettings>& settings, HotKeyCenter& 
     intro->setWordWrap(true);
 
     auto* form = new SettingsForm(settings, this);
-    auto* recorder = new HotKeyRecorder;
-    recorder->onRecordingChanged
-        = [&hotkeys](bool isRecording) { hotkeys.setSuspended(isRecording); };
-    recorder->onRecorded = [form](const KeyCombo& combo) {
-        form->change([&](AppSettings& now) { now.hotkey = combo; });
-    };
-    form->row(QStringLiteral("Shortcut:"), recorder,
-        [recorder](const AppSettings& now) { recorder->setCombo(now.hotkey); });
+    form->shortcut(
+        QStringLiteral("Shortcut:"), [](AppSettings& now) -> KeyCombo& { return now.hotkey; },
+        hotkeys);
     form->toggle(QStringLiteral("Start Zeph Launcher when I log in"),
         [](AppSettings& now) -> bool& { return now.launchAtLogin; });
 

@@ -6,8 +6,9 @@
 
 namespace zeph {
 
-HotKeyRecorder::HotKeyRecorder(QWidget* parent)
+HotKeyRecorder::HotKeyRecorder(HotKeyCenter& hotkeys, QWidget* parent)
     : QPushButton(parent)
+    , m_hotkeys(hotkeys)
 {
     setMinimumWidth(200);
     connect(this, &QPushButton::clicked, this, [this] {
@@ -17,7 +18,7 @@ HotKeyRecorder::HotKeyRecorder(QWidget* parent)
     showCombo();
 }
 
-void HotKeyRecorder::setCombo(const KeyCombo& combo)
+void HotKeyRecorder::setCombo(std::optional<KeyCombo> combo)
 {
     m_combo = combo;
     if (!m_isRecording)
@@ -64,7 +65,7 @@ void HotKeyRecorder::keyPressEvent(QKeyEvent* event)
     m_combo = *combo;
     setRecording(false);
     if (onRecorded)
-        onRecorded(m_combo);
+        onRecorded(*combo);
 }
 
 void HotKeyRecorder::focusOutEvent(QFocusEvent* event)
@@ -78,8 +79,7 @@ void HotKeyRecorder::setRecording(bool isRecording)
     if (isRecording == m_isRecording)
         return;
     m_isRecording = isRecording;
-    if (onRecordingChanged)
-        onRecordingChanged(isRecording);
+    m_hotkeys.setSuspended(isRecording);
     if (isRecording) {
         setText(QStringLiteral("Type a shortcut…"));
         grabKeyboard();
@@ -91,7 +91,8 @@ void HotKeyRecorder::setRecording(bool isRecording)
 
 void HotKeyRecorder::showCombo()
 {
-    setText(QString::fromStdString(KeyTable::displayText(m_combo)));
+    setText(m_combo ? QString::fromStdString(KeyTable::displayText(*m_combo))
+                    : QStringLiteral("Record Shortcut"));
 }
 
 } // namespace zeph

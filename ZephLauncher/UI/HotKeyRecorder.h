@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Logic/HotKeyCenter.h"
 #include "Storage/KeyCombo.h"
 
 #include <functional>
@@ -11,24 +12,23 @@ namespace zeph {
 
 // A button that shows a shortcut and records a new one: Space or a click starts, the next key with
 // its modifiers is the shortcut, Escape cancels. A key without Ctrl, Alt or Super is refused unless
-// it is a function key, since a bare key would be taken from every program.
+// it is a function key, since a bare key would be taken from every program. While it records, the
+// global hot keys step aside, so that their keys reach it.
 class HotKeyRecorder final : public QPushButton {
     Q_OBJECT
 
 public:
-    explicit HotKeyRecorder(QWidget* parent = nullptr);
+    explicit HotKeyRecorder(HotKeyCenter& hotkeys, QWidget* parent = nullptr);
 
-    void setCombo(const KeyCombo& combo);
-    const KeyCombo& combo() const { return m_combo; }
+    // Nothing shows "Record Shortcut".
+    void setCombo(std::optional<KeyCombo> combo);
+    const std::optional<KeyCombo>& combo() const { return m_combo; }
     bool isRecording() const { return m_isRecording; }
 
     // The combo a key event records; nothing for a modifier alone or a key without a name.
     static std::optional<KeyCombo> comboOf(int qtKey, Qt::KeyboardModifiers modifiers);
 
     std::function<void(const KeyCombo&)> onRecorded;
-    // Told when recording starts and ends, so that the global hot keys step aside meanwhile and the
-    // keys reach this button.
-    std::function<void(bool)> onRecordingChanged;
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
@@ -38,7 +38,8 @@ private:
     void setRecording(bool isRecording);
     void showCombo();
 
-    KeyCombo m_combo {};
+    HotKeyCenter& m_hotkeys;
+    std::optional<KeyCombo> m_combo {};
     bool m_isRecording = false;
 };
 

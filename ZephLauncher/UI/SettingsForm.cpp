@@ -119,6 +119,19 @@ StringListEditor* SettingsForm::list(
     return editor;
 }
 
+HotKeyRecorder* SettingsForm::shortcut(
+    const QString& label, Field<KeyCombo> field, HotKeyCenter& hotkeys)
+{
+    auto* recorder = new HotKeyRecorder(hotkeys, this);
+    recorder->onRecorded = [this, field](const KeyCombo& combo) {
+        change([&](AppSettings& settings) { field(settings) = combo; });
+    };
+    m_layout->addRow(label, recorder);
+    show([recorder, field](
+             const AppSettings& settings) { recorder->setCombo(read(field, settings)); });
+    return recorder;
+}
+
 void SettingsForm::row(
     const QString& label, QWidget* widget, std::function<void(const AppSettings&)> show)
 {

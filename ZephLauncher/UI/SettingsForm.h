@@ -2,6 +2,7 @@
 
 #include "Logic/Observable.h"
 #include "Storage/AppSettings.h"
+#include "UI/HotKeyRecorder.h"
 #include "UI/StringListEditor.h"
 
 #include <functional>
@@ -34,6 +35,7 @@ public:
         double maximum, double step, const QString& suffix = {});
     StringListEditor* list(
         const QString& label, Field<std::vector<std::string>> field, StringListEditor::Entry entry);
+    HotKeyRecorder* shortcut(const QString& label, Field<KeyCombo> field, HotKeyCenter& hotkeys);
     // A row for a control of the caller's, with `show` run now and on each change.
     void row(const QString& label, QWidget* widget, std::function<void(const AppSettings&)> show);
 

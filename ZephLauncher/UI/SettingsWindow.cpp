@@ -2,7 +2,6 @@
 
 #include "Platform/KeyTable.h"
 #include "UI/AgentsPane.h"
-#include "UI/HotKeyRecorder.h"
 #include "UI/SettingsForm.h"
 #include "UI/SnippetsPane.h"
 #include "UI/ThemePreview.h"
@@ -131,14 +130,9 @@ QWidget* SettingsWindow::makeGeneralPane()
     auto& model = m_services.model;
     auto* form = new SettingsForm(model.settings());
     form->section(QStringLiteral("Launcher"));
-    auto* recorder = new HotKeyRecorder;
-    recorder->onRecordingChanged
-        = [this](bool isRecording) { m_services.hotkeys.setSuspended(isRecording); };
-    recorder->onRecorded = [form](const KeyCombo& combo) {
-        form->change([&](AppSettings& settings) { settings.hotkey = combo; });
-    };
-    form->row(QStringLiteral("Shortcut:"), recorder,
-        [recorder](const AppSettings& settings) { recorder->setCombo(settings.hotkey); });
+    form->shortcut(
+        QStringLiteral("Shortcut:"),
+        [](AppSettings& settings) -> KeyCombo& { return settings.hotkey; }, m_services.hotkeys);
     form->note(
         QStringLiteral("Click it, then type the new shortcut. On Wayland, bind "
                        "“zeph-launcher --toggle” in the desktop's keyboard settings instead."));

@@ -288,12 +288,10 @@ void WorkflowEditor::closeEvent(QCloseEvent* event)
 void WorkflowEditor::changed()
 {
     m_save->setEnabled(hasChanges());
-    // Checked against the other workflows as they will be once this one is saved.
-    auto others = m_services.model.workflows().get();
-    std::erase_if(others, [&](const Workflow& each) { return each.id == m_workflow.id; });
-    others.push_back(m_workflow);
+    // The saved version of this workflow in the list is passed over by its id.
     QString problems;
-    for (const auto& problem : WorkflowLibrary::validate(m_workflow, others))
+    for (const auto& problem :
+        WorkflowLibrary::validate(m_workflow, m_services.model.workflows().get()))
         problems += QStringLiteral("⚠ ") + text(problem) + u'\n';
     m_problems->setText(problems.trimmed());
     m_problems->setVisible(!problems.isEmpty());
@@ -382,23 +380,14 @@ void WorkflowEditor::showNode()
             m_fieldReaders.emplace_back(
                 key, [box] { return Json::Value(box->currentText().toStdString()); });
         } else if (key == "combo") {
-            auto* recorder = new HotKeyRecorder;
-            auto combo = std::make_shared<std::optional<KeyCombo>>();
+            auto* recorder = new HotKeyRecorder(m_services.hotkeys);
             if (auto decoded = keyComboFromJSON(value))
-                *combo = *decoded;
-            if (*combo)
-                recorder->setCombo(**combo);
-            else
-                recorder->setText(QStringLiteral("Record Shortcut"));
-            recorder->onRecordingChanged
-                = [this](bool isRecording) { m_services.hotkeys.setSuspended(isRecording); };
-            recorder->onRecorded = [combo, onEdit](const KeyCombo& recorded) {
-                *combo = recorded;
-                onEdit();
-            };
+                recorder->setCombo(*decoded);
+            recorder->onRecorded = [onEdit](const KeyCombo&) { onEdit(); };
             m_nodeFields->addRow(labelFor(key), recorder);
-            m_fieldReaders.emplace_back(
-                key, [combo] { return *combo ? toJSON(**combo) : Json::Value(nullptr); });
+            m_fieldReaders.emplace_back(key, [recorder] {
+                return recorder->combo() ? toJSON(*recorder->combo()) : Json::Value(nullptr);
+            });
         } else if (value.is_boolean()) {
             auto* box = new QCheckBox(labelFor(key));
             box->setChecked(value.get<bool>());

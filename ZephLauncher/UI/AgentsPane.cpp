@@ -1,5 +1,6 @@
 #include "UI/AgentsPane.h"
 
+#include "UI/ConfirmDeletion.h"
 #include "UI/WorkflowWords.h"
 
 #include <QApplication>
@@ -11,7 +12,6 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListWidget>
-#include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QStandardPaths>
@@ -254,10 +254,7 @@ void AgentsPane::deleteSelected()
     if (row < 0 || static_cast<std::size_t>(row) >= m_pending.size())
         return;
     auto item = m_pending[static_cast<std::size_t>(row)];
-    auto answer = QMessageBox::question(this, QStringLiteral("Delete"),
-        QStringLiteral("Delete %1? This cannot be undone.").arg(label(item)),
-        QMessageBox::Cancel | QMessageBox::Yes, QMessageBox::Cancel);
-    if (answer == QMessageBox::Yes)
+    if (confirmDeletion(this, QStringLiteral("Delete"), label(item)))
         m_review.remove(item.kind, item.id);
 }
 

@@ -2,8 +2,8 @@
 
 #include "Snippets/AlfredSnippetImporter.h"
 #include "Snippets/SnippetTemplate.h"
-#include "Support/Calendar.h"
 #include "Support/UUID.h"
+#include "UI/ConfirmDeletion.h"
 #include "UI/StringListEditor.h"
 
 #include <QCheckBox>
@@ -18,7 +18,6 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSignalBlocker>
@@ -336,12 +335,18 @@ void SnippetsPane::showSelection()
 
 void SnippetsPane::showPreview()
 {
-    auto calendar = Calendar::current();
-    auto rendered = SnippetTemplate::render(m_content->toPlainText().toStdString(),
+    auto content = m_content->toPlainText().toStdString();
+    // The clipboard is another program's to answer, so it is asked only when the text shows it.
+    auto tokens = SnippetTemplate::tokens(content);
+    bool showsClipboard = std::any_of(tokens.begin(), tokens.end(), [](const auto& token) {
+        return std::holds_alternative<SnippetTemplate::Clipboard>(token);
+    });
+    auto rendered = SnippetTemplate::render(content,
         { .date = currentDate(),
-            .clipboard = QGuiApplication::clipboard()->text().toStdString(),
-            .locale = calendar.locale,
-            .timeZone = calendar.timeZone });
+            .clipboard
+            = showsClipboard ? QGuiApplication::clipboard()->text().toStdString() : std::string {},
+            .locale = m_calendar.locale,
+            .timeZone = m_calendar.timeZone });
     auto shown = text(rendered.text);
     // The caret's place, where {cursor} leaves it.
     if (rendered.cursorOffsetFromEnd) {
@@ -404,10 +409,7 @@ void SnippetsPane::deleteSelected()
         : QStringLiteral("the collection “%1” and its %2 snippets")
               .arg(text(collection.name))
               .arg(collection.snippets.size());
-    auto answer = QMessageBox::question(this, QStringLiteral("Delete"),
-        QStringLiteral("Delete %1? This cannot be undone.").arg(what),
-        QMessageBox::Cancel | QMessageBox::Yes, QMessageBox::Cancel);
-    if (answer != QMessageBox::Yes)
+    if (!confirmDeletion(this, QStringLiteral("Delete"), what))
         return;
     // By id: while the question was open, an agent may have changed the collections.
     m_model.snippetCollections().change([&](std::vector<SnippetCollection>& collections) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Logic/AppModel.h"
+#include "Support/Calendar.h"
 
 #include <QWidget>
 
@@ -49,6 +50,8 @@ private:
     void deleteSelected();
 
     AppModel& m_model;
+    // Read once, as the expander reads it.
+    Calendar m_calendar = Calendar::current();
     Subscription m_subscription;
     QTreeWidget* m_tree;
     QStackedWidget* m_forms;

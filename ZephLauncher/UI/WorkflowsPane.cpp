@@ -1,6 +1,7 @@
 #include "UI/WorkflowsPane.h"
 
 #include "Support/UUID.h"
+#include "UI/ConfirmDeletion.h"
 #include "Workflows/WorkflowLibrary.h"
 #include "Workflows/WorkflowTemplate.h"
 
@@ -8,7 +9,6 @@
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QLabel>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -243,11 +243,8 @@ void WorkflowsPane::deleteSelected()
         return;
     // Copied: while the question is open, an agent may change the list under the pointer.
     auto id = workflow->id;
-    auto answer = QMessageBox::question(this, QStringLiteral("Delete Workflow"),
-        QStringLiteral("Delete “%1”? This cannot be undone.")
-            .arg(QString::fromStdString(workflow->name)),
-        QMessageBox::Cancel | QMessageBox::Yes, QMessageBox::Cancel);
-    if (answer != QMessageBox::Yes)
+    if (!confirmDeletion(this, QStringLiteral("Delete Workflow"),
+            QStringLiteral("“%1”").arg(QString::fromStdString(workflow->name))))
         return;
     m_model.workflows().change([&](std::vector<Workflow>& workflows) {
         std::erase_if(workflows, [&](const Workflow& each) { return each.id == id; });

@@ -1,5 +1,6 @@
 #include "UI/PanelStyle.h"
 
+#include "Shell/TestApplication.h"
 #include "UI/Icons.h"
 
 #include <gtest/gtest.h>
@@ -49,11 +50,7 @@ TEST(PanelStyle, TranslucentOnlyWhereACompositorRunsAndTheMaterialAsks)
 
 TEST(Icons, EveryRowHasAnIconAndSymbolsMapToTheIconTheme)
 {
-    int argc = 1;
-    char name[] = "tests";
-    char* argv[] = { name, nullptr };
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication application(argc, argv);
+    Testing::TestApplication<QApplication> application;
     Icons icons;
     SearchItem unknown { .id = "x", .title = "Élan", .kind = ItemKind::application };
     EXPECT_FALSE(icons.forItem(unknown).isNull());

@@ -1,5 +1,7 @@
 #include "Platform/QtMainLoop.h"
 
+#include "Shell/TestApplication.h"
+
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -13,10 +15,7 @@ using namespace std::chrono_literals;
 
 TEST(QtMainLoop, RunsPostedTasksAndTimersOnItsThreadInOrderAndNeverACancelledOne)
 {
-    int argc = 1;
-    char name[] = "tests";
-    char* argv[] = { name, nullptr };
-    QCoreApplication application(argc, argv);
+    Testing::TestApplication<QCoreApplication> application;
     QtMainLoop loop;
     std::vector<std::string> ran;
     auto mainThread = std::this_thread::get_id();

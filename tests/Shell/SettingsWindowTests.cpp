@@ -1,6 +1,7 @@
 #include "UI/SettingsWindow.h"
 
 #include "Logic/LauncherWorld.h"
+#include "Shell/TestApplication.h"
 #include "UI/FirstRunWindow.h"
 #include "UI/HotKeyRecorder.h"
 #include "UI/SnippetsPane.h"
@@ -28,17 +29,13 @@ using namespace zeph;
 
 // The settings window over the whole launcher's fakes, on Qt's offscreen platform.
 struct SettingsWindowTest : testing::Test {
-    int argc = 1;
-    char name[6] = "tests";
-    char* argv[2] = { name, nullptr };
-    std::unique_ptr<QApplication> application;
+    std::unique_ptr<Testing::TestApplication<QApplication>> application;
     std::unique_ptr<LauncherWorld> world;
     std::unique_ptr<SettingsWindow> window;
 
     void SetUp() override
     {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        application = std::make_unique<QApplication>(argc, argv);
+        application = std::make_unique<Testing::TestApplication<QApplication>>();
         world = std::make_unique<LauncherWorld>();
         window = std::make_unique<SettingsWindow>(SettingsWindow::Services { world->model,
             world->hotkeys, world->executor, world->loop, world->makeScriptRunner,

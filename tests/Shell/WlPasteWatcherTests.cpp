@@ -1,5 +1,6 @@
 #include "Platform/WlPasteWatcher.h"
 
+#include "Shell/TestApplication.h"
 #include "Support/TemporaryDirectory.h"
 
 #include <fstream>
@@ -25,10 +26,7 @@ TEST(WlPasteWatcher, ReadsTextBeforeAnImageAndNothingElse)
 // an emptied clipboard; the short runs answer from files.
 TEST(WlPasteWatcher, ReportsEachOfferWithItsStateTypesAndTextButNeverReadsASensitiveOne)
 {
-    int argc = 1;
-    char name[] = "tests";
-    char* argv[] = { name, nullptr };
-    QCoreApplication application(argc, argv);
+    Testing::TestApplication<QCoreApplication> application;
     TemporaryDirectory folder;
     auto script = folder / "wl-paste";
     std::ofstream(script) << "#!/bin/sh\n"

@@ -1,5 +1,5 @@
 // Arbitrary bytes through the document reader and through the general JSON parser: both must accept
-// the same texts and build the same values.
+// the same texts and build the same values. Read element by element, an array must be the same too.
 #include "Support/Json.h"
 #include "Support/Verify.h"
 
@@ -20,5 +20,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         zeph::verify(ours->type() == theirs.type());
         zeph::verify(ours->dump() == theirs.dump());
     }
+    auto elements = zeph::Json::Value::array();
+    bool isArray = zeph::Json::parseEach(
+        text, [&](zeph::Json::Value&& element) { elements.push_back(std::move(element)); });
+    zeph::verify(isArray == (ours && ours->is_array()));
+    if (isArray)
+        zeph::verify(elements == *ours);
     return 0;
 }

@@ -106,12 +106,12 @@ std::optional<Result<Document>> changeThroughApplication(
         auto held = RunningApplication::get(folder, fileName);
         if (!held)
             return std::nullopt;
-        auto json = Json::parse(held->text);
-        auto document = json ? DocumentCoding<Document>::decode(*json)
-                             : Result<Document>(Error { "The application sent no JSON." });
+        auto decoded = decodeDocument<Document>(held->text);
+        auto document = decoded ? std::move(*decoded)
+                                : Result<Document>(Error { "The application sent no JSON." });
         if (!document || !change(*document))
             return document;
-        auto text = Json::documentText(DocumentCoding<Document>::encode(*document));
+        auto text = encodeDocument(*document);
         if (!text)
             return Result<Document>(text.error());
         auto refusal = RunningApplication::set(folder, fileName, *text, held->version);

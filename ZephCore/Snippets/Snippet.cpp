@@ -150,4 +150,17 @@ Result<std::vector<SnippetCollection>> DocumentCoding<std::vector<SnippetCollect
     return Json::decodeArray<SnippetCollection>(json, "collection", snippetCollectionFromJSON);
 }
 
+Result<std::string> DocumentCoding<std::vector<SnippetCollection>>::encodeText(
+    const std::vector<SnippetCollection>& collections)
+{
+    return Json::arrayDocumentText(
+        collections.size(), [&](std::size_t index) { return toJSON(collections[index]); });
+}
+
+std::optional<Result<std::vector<SnippetCollection>>>
+DocumentCoding<std::vector<SnippetCollection>>::decodeText(std::string_view text)
+{
+    return Json::decodeArrayText<SnippetCollection>(text, "collection", snippetCollectionFromJSON);
+}
+
 } // namespace zeph

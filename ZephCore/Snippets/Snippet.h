@@ -65,6 +65,10 @@ Result<SnippetSettings> snippetSettingsFromJSON(const Json::Value& json);
 template <> struct DocumentCoding<std::vector<SnippetCollection>> {
     static Json::Value encode(const std::vector<SnippetCollection>& collections);
     static Result<std::vector<SnippetCollection>> decode(const Json::Value& json);
+    // The same from the text, without the whole tree; nothing when the text is no array.
+    static std::optional<Result<std::vector<SnippetCollection>>> decodeText(
+        std::string_view text); // The document's text, without the whole tree.
+    static Result<std::string> encodeText(const std::vector<SnippetCollection>& collections);
 };
 
 } // namespace zeph

@@ -130,19 +130,6 @@ DocumentFile::Contents DocumentFile::read() const
     return contents;
 }
 
-Result<Json::Value> DocumentFile::parse(std::string_view bytes) const
-{
-    auto json = Json::parse(bytes);
-    if (!json)
-        return Error { m_fileName + " is not valid JSON." };
-    return std::move(*json);
-}
-
-Error DocumentFile::invalid(const Error& error) const
-{
-    return Error { m_fileName + " is not valid: " + error.message };
-}
-
 bool DocumentFile::setAside() const
 {
     // One rename both replaces an older sidecar and frees the document's path.

@@ -48,9 +48,16 @@ public:
         std::string bytes {};
     };
     Contents read() const;
-    // Parses the bytes; the error names the file.
-    Result<Json::Value> parse(std::string_view bytes) const;
-    Error invalid(const Error& error) const;
+    // The document in the bytes; the error names the file.
+    template <typename Document> Result<Document> decode(std::string_view bytes) const
+    {
+        auto document = decodeDocument<Document>(bytes);
+        if (!document)
+            return Error { m_fileName + " is not valid JSON." };
+        if (!*document)
+            return Error { m_fileName + " is not valid: " + document->error().message };
+        return std::move(**document);
+    }
     // Moves the file to "<name>.corrupt", replacing an older one; false when that failed.
     bool setAside() const;
     // Creates the folder and replaces the file; the error names the file.
@@ -100,7 +107,7 @@ public:
         if (!m_hasLoaded)
             loadOnQueue();
         m_cached = value;
-        auto text = Json::documentText(DocumentCoding<Document>::encode(value));
+        auto text = encodeDocument(value);
         if (!text)
             return setLastError(Error { m_file.path().string() + ": " + text.error().message });
         if (m_mustSetAside) {
@@ -143,14 +150,12 @@ private:
             m_mustSetAside = true;
         if (contents.found != DocumentFile::Found::bytes)
             return std::nullopt;
-        auto json = m_file.parse(contents.bytes);
-        auto document
-            = json ? DocumentCoding<Document>::decode(*json) : Result<Document>(json.error());
+        auto document = m_file.decode<Document>(contents.bytes);
         if (document) {
             m_cached = std::move(*document);
             return m_cached;
         }
-        setLastError(json ? m_file.invalid(document.error()) : document.error());
+        setLastError(document.error());
         m_mustSetAside = !m_file.setAside();
         return std::nullopt;
     }
@@ -184,12 +189,9 @@ Result<std::optional<Document>> peekDocument(
         return std::optional<Document> {};
     if (contents.found == DocumentFile::Found::unreadable)
         return Error { file.path().string() + " could not be read." };
-    auto json = file.parse(contents.bytes);
-    if (!json)
-        return json.error();
-    auto document = DocumentCoding<Document>::decode(*json);
+    auto document = file.decode<Document>(contents.bytes);
     if (!document)
-        return file.invalid(document.error());
+        return document.error();
     return std::optional<Document>(std::move(*document));
 }
 

@@ -14,9 +14,11 @@ namespace {
 // serialiser decodes every byte and cost most of a save.
 class DocumentWriter {
 public:
-    // Reserving the whole text at once matters: growing a string of a few hundred kilobytes step by
-    // step maps fresh pages at every step, which cost more than the writing itself.
-    explicit DocumentWriter(const Value& value) { m_text.reserve(estimatedSize(value, 0)); }
+    // Appends to `text`.
+    explicit DocumentWriter(std::string& text)
+        : m_text(text)
+    {
+    }
 
     std::optional<Error> write(const Value& value, int depth)
     {
@@ -46,10 +48,9 @@ public:
         return Error { "The document holds a value that JSON cannot express." };
     }
 
-    std::string take() { return std::move(m_text); }
-
-private:
-    // The size of the text without escapes; containers count their layout.
+    // The size of the text without escapes; containers count their layout. Reserving the whole
+    // text at once matters: growing a string of a few hundred kilobytes step by step maps fresh
+    // pages at every step, which cost more than the writing itself.
     static std::size_t estimatedSize(const Value& value, int depth)
     {
         switch (value.type()) {
@@ -74,6 +75,7 @@ private:
         }
     }
 
+private:
     template <typename Number> std::optional<Error> writeNumber(Number number)
     {
         char buffer[32];
@@ -185,7 +187,7 @@ private:
         return std::nullopt;
     }
 
-    std::string m_text;
+    std::string& m_text;
 };
 
 } // namespace
@@ -226,11 +228,31 @@ bool nestsDeeperThan(std::string_view text, std::size_t depth)
 
 Result<std::string> documentText(const Value& value)
 {
-    DocumentWriter writer(value);
-    if (auto error = writer.write(value, 0))
+    std::string text;
+    text.reserve(DocumentWriter::estimatedSize(value, 0));
+    if (auto error = DocumentWriter(text).write(value, 0))
         return *error;
-    auto text = writer.take();
     text.push_back('\n');
+    return text;
+}
+
+Result<std::string> arrayDocumentText(
+    std::size_t count, const std::function<Value(std::size_t)>& element)
+{
+    if (count == 0)
+        return std::string("[]\n");
+    std::string text = "[\n";
+    DocumentWriter writer(text);
+    for (std::size_t index = 0; index < count; ++index) {
+        auto value = element(index);
+        // The first element stands for the others in the size reserved.
+        if (index == 0)
+            text.reserve(DocumentWriter::estimatedSize(value, 1) * count * 5 / 4);
+        text.append(index == 0 ? "  " : ",\n  ");
+        if (auto error = writer.write(value, 1))
+            return *error;
+    }
+    text.append("\n]\n");
     return text;
 }
 
@@ -261,6 +283,11 @@ Error fieldError(const Value& object, const char* key, const char* expected)
     if (!object.contains(key))
         return Error { std::string("\"") + key + "\" is missing." };
     return Error { std::string("\"") + key + "\" must be " + expected + "." };
+}
+
+Error elementError(const char* noun, std::size_t index, const Error& error)
+{
+    return Error { std::string(noun) + " " + std::to_string(index + 1) + ": " + error.message };
 }
 
 std::optional<Error> firstError(std::initializer_list<std::optional<Error>> errors)

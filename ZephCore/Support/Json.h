@@ -5,6 +5,7 @@
 #include "Support/Result.h"
 
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <map>
 #include <optional>
@@ -23,6 +24,12 @@ using Value = nlohmann::json;
 // Parses text without throwing; text that is not JSON yields nothing.
 std::optional<Value> parse(std::string_view text);
 
+// Parses text that must be one JSON array, handing each element to `each` as soon as it is whole
+// and dropping it afterwards, so that a long document never stands as one tree: building and
+// freeing that tree is most of reading one. False when `parse` would refuse the text or the text
+// is not an array; `each` has then seen the elements before the fault.
+bool parseEach(std::string_view text, const std::function<void(Value&&)>& each);
+
 // Whether arrays and objects in `text` nest deeper than `depth`, judged from the bytes alone. Text
 // from outside is checked before it is parsed, for printing a parsed value recurses once for each
 // level, and a hostile line of ten megabytes could nest five million levels deep.
@@ -31,6 +38,10 @@ bool nestsDeeperThan(std::string_view text, std::size_t depth = 512);
 // A document as it goes to disk: two-space indentation, keys in byte order (so that equal content
 // gives equal bytes), a final newline. Fails on a string that is not UTF-8.
 Result<std::string> documentText(const Value& value);
+// The document text of an array of `count` elements, each made by `element(index)` when its turn
+// comes, so that the whole tree never stands at once; the same bytes as `documentText`.
+Result<std::string> arrayDocumentText(
+    std::size_t count, const std::function<Value(std::size_t)>& element);
 
 Value toJSON(Date date);
 
@@ -167,6 +178,9 @@ inline Result<std::optional<std::string>> optionalString(const Value& object, co
     return optional<std::string>(object, key);
 }
 
+// "snippet 3: …", of the element at `index`.
+Error elementError(const char* noun, std::size_t index, const Error& error);
+
 // Decodes each element of an array, naming the failing one: "snippet 3: …". The plural names the
 // whole in the error for a value that is no array; without one, an "s" is added to the noun.
 template <typename Record, typename Decode>
@@ -181,11 +195,35 @@ Result<std::vector<Record>> decodeArray(
     for (std::size_t index = 0; index < json.size(); ++index) {
         auto record = decode(json[index]);
         if (!record)
-            return Error { std::string(noun) + " " + std::to_string(index + 1) + ": "
-                + record.error().message };
+            return elementError(noun, index, record.error());
         records.push_back(std::move(*record));
     }
     return records;
+}
+
+// `decodeArray` straight from the text, one element's tree at a time. Nothing when the text is not
+// a JSON array: parsing it whole then tells what is wrong, with the same message as ever.
+template <typename Record, typename Decode>
+std::optional<Result<std::vector<Record>>> decodeArrayText(
+    std::string_view text, const char* noun, Decode decode)
+{
+    std::vector<Record> records;
+    std::optional<Error> error;
+    // After a failed record the rest is still parsed: text that is not JSON is that error first.
+    bool isArray = parseEach(text, [&](Value&& element) {
+        if (error)
+            return;
+        auto record = decode(element);
+        if (record)
+            records.push_back(std::move(*record));
+        else
+            error = elementError(noun, records.size(), record.error());
+    });
+    if (!isArray)
+        return std::nullopt;
+    if (error)
+        return Result<std::vector<Record>>(std::move(*error));
+    return Result<std::vector<Record>>(std::move(records));
 }
 
 // For tolerant records whose field is itself a record or a list: an absent or null key keeps the
@@ -220,5 +258,30 @@ namespace zeph {
 // `static Json::Value encode(const Document&)` and `static Result<Document> decode(const
 // Json::Value&)`.
 template <typename Document> struct DocumentCoding;
+
+// The text of a document, written a record at a time where the document knows how.
+template <typename Document> Result<std::string> encodeDocument(const Document& document)
+{
+    using Coding = DocumentCoding<Document>;
+    if constexpr (requires { Coding::encodeText(document); })
+        return Coding::encodeText(document);
+    else
+        return Json::documentText(Coding::encode(document));
+}
+
+// The document in `text`, read a record at a time where the document knows how; nothing when the
+// text is not JSON at all.
+template <typename Document> std::optional<Result<Document>> decodeDocument(std::string_view text)
+{
+    using Coding = DocumentCoding<Document>;
+    if constexpr (requires { Coding::decodeText(text); }) {
+        if (auto document = Coding::decodeText(text))
+            return document;
+    }
+    auto json = Json::parse(text);
+    if (!json)
+        return std::nullopt;
+    return Coding::decode(*json);
+}
 
 } // namespace zeph

@@ -34,23 +34,68 @@ public:
 
     std::optional<Value> read()
     {
-        if (m_end - m_at >= 3 && std::memcmp(m_at, "\xEF\xBB\xBF", 3) == 0)
-            m_at += 3;
+        skipByteOrderMark();
         Value root;
-        if (!readValue(root))
-            return std::nullopt;
-        while (!m_open.empty()) {
-            if (!readElement())
-                return std::nullopt;
-        }
-        // A NUL byte ends the text, as it ends a C string: a file padded with zeros still reads.
-        skipSpace();
-        if (m_at != m_end && *m_at != '\0')
+        if (!readWhole(root) || !isAtEnd())
             return std::nullopt;
         return root;
     }
 
+    bool readEach(const std::function<void(Value&&)>& each)
+    {
+        skipByteOrderMark();
+        skipSpace();
+        if (m_at == m_end || *m_at != '[')
+            return false;
+        ++m_at;
+        skipSpace();
+        if (m_at != m_end && *m_at == ']') {
+            ++m_at;
+            return isAtEnd();
+        }
+        for (;;) {
+            Value element;
+            if (!readWhole(element))
+                return false;
+            each(std::move(element));
+            skipSpace();
+            if (m_at == m_end)
+                return false;
+            if (*m_at == ']') {
+                ++m_at;
+                return isAtEnd();
+            }
+            if (*m_at++ != ',')
+                return false;
+        }
+    }
+
 private:
+    void skipByteOrderMark()
+    {
+        if (m_end - m_at >= 3 && std::memcmp(m_at, "\xEF\xBB\xBF", 3) == 0)
+            m_at += 3;
+    }
+
+    // One value with everything inside it.
+    bool readWhole(Value& value)
+    {
+        if (!readValue(value))
+            return false;
+        while (!m_open.empty()) {
+            if (!readElement())
+                return false;
+        }
+        return true;
+    }
+
+    // A NUL byte ends the text, as it ends a C string: a file padded with zeros still reads.
+    bool isAtEnd()
+    {
+        skipSpace();
+        return m_at == m_end || *m_at == '\0';
+    }
+
     struct Container {
         Value* value;
         bool hasElements;
@@ -316,6 +361,11 @@ private:
 std::optional<Value> parse(std::string_view text)
 {
     return Reader(text).read();
+}
+
+bool parseEach(std::string_view text, const std::function<void(Value&&)>& each)
+{
+    return Reader(text).readEach(each);
 }
 
 } // namespace zeph::Json

@@ -270,6 +270,19 @@ Result<std::vector<Workflow>> DocumentCoding<std::vector<Workflow>>::decode(cons
     return Json::decodeArray<Workflow>(json, "workflow", workflowFromJSON);
 }
 
+Result<std::string> DocumentCoding<std::vector<Workflow>>::encodeText(
+    const std::vector<Workflow>& workflows)
+{
+    return Json::arrayDocumentText(
+        workflows.size(), [&](std::size_t index) { return toJSON(workflows[index]); });
+}
+
+std::optional<Result<std::vector<Workflow>>> DocumentCoding<std::vector<Workflow>>::decodeText(
+    std::string_view text)
+{
+    return Json::decodeArrayText<Workflow>(text, "workflow", workflowFromJSON);
+}
+
 } // namespace zeph
 
 std::size_t std::hash<zeph::WorkflowNode>::operator()(const zeph::WorkflowNode& node) const noexcept

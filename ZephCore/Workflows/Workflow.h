@@ -113,6 +113,10 @@ Result<Workflow> workflowFromJSON(const Json::Value& json);
 template <> struct DocumentCoding<std::vector<Workflow>> {
     static Json::Value encode(const std::vector<Workflow>& workflows);
     static Result<std::vector<Workflow>> decode(const Json::Value& json);
+    // The same from the text, without the whole tree; nothing when the text is no array.
+    static std::optional<Result<std::vector<Workflow>>> decodeText(
+        std::string_view text); // The document's text, without the whole tree.
+    static Result<std::string> encodeText(const std::vector<Workflow>& workflows);
 };
 
 } // namespace zeph

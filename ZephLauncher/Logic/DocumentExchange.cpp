@@ -8,16 +8,16 @@ namespace {
 
 template <typename Document> std::optional<std::string> textOf(const Document& document)
 {
-    auto text = Json::documentText(DocumentCoding<Document>::encode(document));
+    auto text = encodeDocument(document);
     return text ? std::optional(std::move(*text)) : std::nullopt;
 }
 
 template <typename Document> Result<Document> decoded(const std::string& text)
 {
-    auto json = Json::parse(text);
-    if (!json)
+    auto document = decodeDocument<Document>(text);
+    if (!document)
         return Error { "The document is not JSON." };
-    return DocumentCoding<Document>::decode(*json);
+    return std::move(*document);
 }
 
 // The document in `text` as the new value; why not, when it cannot be read.

@@ -57,6 +57,10 @@ TEST(Snippet, AValueOfTheWrongTypeFailsTheWholeDocument)
             = DocumentCoding<std::vector<SnippetCollection>>::decode(json(testCase.document));
         ASSERT_FALSE(decoded);
         EXPECT_EQ(decoded.error().message, testCase.message);
+        // Read from the text a collection at a time, the message is the same.
+        auto fromText = decodeDocument<std::vector<SnippetCollection>>(testCase.document);
+        ASSERT_TRUE(fromText && !*fromText);
+        EXPECT_EQ(fromText->error().message, testCase.message);
     }
     EXPECT_FALSE(snippetSettingsFromJSON(json(R"({"excludedBundleIDs": "all"})")));
 }

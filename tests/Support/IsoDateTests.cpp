@@ -133,6 +133,17 @@ TEST(JsonDocument, IsLaidOutAsTheLibraryWouldWithSortedKeys)
     EXPECT_EQ(Json::documentText(Json::Value(std::nan(""))).value(), "null\n");
     EXPECT_FALSE(Json::documentText(Json::Value { { "text", "\xC3" } }));
     EXPECT_FALSE(Json::documentText(Json::Value { { "\xFF", 1 } }));
+
+    // An array written an element at a time is laid out the same, and fails the same.
+    auto elements = Json::Value::array({ value, 1, Json::Value::array(), "two" });
+    auto element = [&](std::size_t index) { return elements[index]; };
+    EXPECT_EQ(Json::arrayDocumentText(elements.size(), element).value(),
+        Json::documentText(elements).value());
+    EXPECT_EQ(Json::arrayDocumentText(0, element).value(), "[]\n");
+    EXPECT_EQ(Json::arrayDocumentText(1, element).value(),
+        Json::documentText(Json::Value::array({ value })).value());
+    EXPECT_FALSE(Json::arrayDocumentText(
+        2, [](std::size_t index) { return index == 0 ? Json::Value(1) : Json::Value("\xC3"); }));
 }
 
 TEST(UUID, IsAnUpperCaseVersionFourTextThatDoesNotRepeat)

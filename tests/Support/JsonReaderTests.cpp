@@ -44,64 +44,90 @@ TEST(JsonReader, ReadsValuesOfEveryType)
     EXPECT_TRUE((*value)["o"].is_object());
 }
 
+const char* const texts[] = {
+    "",
+    " ",
+    "\xEF\xBB\xBF{}",
+    "\xEF\xBB{}",
+    "{}\0junk",
+    "\0",
+    "[1,]",
+    "[,1]",
+    "{,}",
+    "{\"a\" 1}",
+    "{\"a\":}",
+    "{\"a\":1,}",
+    "[01]",
+    "-",
+    "-0",
+    "1.",
+    ".5",
+    "1e",
+    "1e+",
+    "1E-2",
+    "[1 2]",
+    "18446744073709551615",
+    "18446744073709551616",
+    "-9223372036854775808",
+    "-9223372036854775809",
+    "1e999",
+    "-1e999",
+    "1e-999",
+    "\"\\ud800\"",
+    "\"\\udc00\"",
+    "\"\\ud800\\u0041\"",
+    "\"\\u00zz\"",
+    "\"\\x\"",
+    "\"a\tb\"",
+    "\"\xC0\xAF\"",
+    "\"\xED\xA0\x80\"",
+    "\"\xF4\x90\x80\x80\"",
+    "\"\xE2\x82\"",
+    "\"\\u0000\"",
+    "{\"k\":1,\"k\":2}",
+    "{\"b\":1,\"a\":[2,{\"c\":3}]}",
+    "truex",
+    "nul",
+    "[true,false,null]",
+    "  \t\r\n[ ] ",
+    "\"unterminated",
+    "[[[[]]]]",
+    "{\"a\":[}",
+    "[\"\xE2\x82\xAC\"]",
+    "1 1",
+    "[1] x",
+    "[1]\0junk",
+    "\xEF\xBB\xBF [ {\"a\": [1, {}]}, [], \"s\" ] ",
+    "[{\"a\": 1},]",
+    "[{\"a\": 1} {}]",
+    "[{\"a\": [1}]",
+    "[",
+    "[1",
+    "[1,",
+};
+
 TEST(JsonReader, AgreesWithTheGeneralParser)
 {
-    const char* texts[] = {
-        "",
-        " ",
-        "\xEF\xBB\xBF{}",
-        "\xEF\xBB{}",
-        "{}\0junk",
-        "\0",
-        "[1,]",
-        "[,1]",
-        "{,}",
-        "{\"a\" 1}",
-        "{\"a\":}",
-        "{\"a\":1,}",
-        "[01]",
-        "-",
-        "-0",
-        "1.",
-        ".5",
-        "1e",
-        "1e+",
-        "1E-2",
-        "[1 2]",
-        "18446744073709551615",
-        "18446744073709551616",
-        "-9223372036854775808",
-        "-9223372036854775809",
-        "1e999",
-        "-1e999",
-        "1e-999",
-        "\"\\ud800\"",
-        "\"\\udc00\"",
-        "\"\\ud800\\u0041\"",
-        "\"\\u00zz\"",
-        "\"\\x\"",
-        "\"a\tb\"",
-        "\"\xC0\xAF\"",
-        "\"\xED\xA0\x80\"",
-        "\"\xF4\x90\x80\x80\"",
-        "\"\xE2\x82\"",
-        "\"\\u0000\"",
-        "{\"k\":1,\"k\":2}",
-        "{\"b\":1,\"a\":[2,{\"c\":3}]}",
-        "truex",
-        "nul",
-        "[true,false,null]",
-        "  \t\r\n[ ] ",
-        "\"unterminated",
-        "[[[[]]]]",
-        "{\"a\":[}",
-        "[\"\xE2\x82\xAC\"]",
-        "1 1",
-    };
     for (std::string_view text : texts)
         expectSameAsReference(text);
     expectSameAsReference(std::string_view("{}\0junk", 7));
     expectSameAsReference(std::string_view("[1\0]", 4));
+}
+
+// Element by element, an array reads as the whole reader reads it, and anything else is refused.
+TEST(JsonReader, ReadsAnArrayElementByElementAsWhole)
+{
+    for (std::string_view text : texts) {
+        SCOPED_TRACE(text);
+        auto whole = Json::parse(text);
+        Value elements = Value::array();
+        bool isArray = Json::parseEach(
+            text, [&](Value&& element) { elements.push_back(std::move(element)); });
+        ASSERT_EQ(isArray, whole && whole->is_array());
+        if (isArray) {
+            EXPECT_EQ(elements, *whole);
+        }
+    }
 }
 
 TEST(JsonReader, NestsDeeplyWithoutRecursion)

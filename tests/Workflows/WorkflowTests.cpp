@@ -134,7 +134,13 @@ TEST(Workflow, OnlyWorkflowsAndNodesAreTolerant)
         auto decoded = Coding::decode(json(testCase.document));
         ASSERT_FALSE(decoded);
         EXPECT_EQ(decoded.error().message, testCase.message);
+        // Read from the text a workflow at a time, the message is the same.
+        auto fromText = decodeDocument<std::vector<Workflow>>(testCase.document);
+        ASSERT_TRUE(fromText && !*fromText);
+        EXPECT_EQ(fromText->error().message, testCase.message);
     }
+    // A bad workflow before text that is not JSON: the text's fault comes first, as ever.
+    EXPECT_FALSE(decodeDocument<std::vector<Workflow>>(R"([{"isEnabled": 1}, {"name": ])"));
 }
 
 TEST(Workflow, DocumentReadsBackWhatItWritesWithEveryKey)
@@ -159,6 +165,10 @@ TEST(Workflow, DocumentReadsBackWhatItWritesWithEveryKey)
     std::vector<Workflow> document { full, Workflow { .id = "empty" } };
     auto encoded = Coding::encode(document);
     EXPECT_EQ(Coding::decode(encoded).value(), document);
+    // The text written a workflow at a time is the whole tree's, and reads back the same.
+    auto text = encodeDocument(document).value();
+    EXPECT_EQ(text, Json::documentText(encoded).value());
+    EXPECT_EQ(decodeDocument<std::vector<Workflow>>(text)->value(), document);
     EXPECT_EQ(
         std::hash<Workflow> {}(Coding::decode(encoded)->front()), std::hash<Workflow> {}(full));
 

@@ -16,7 +16,7 @@ template <typename Document>
 Document loaded(JSONFileStore<Document>& store, Document fallback,
     const FileAgentStore::Report& report, std::string_view meanwhile)
 {
-    auto document = store.load();
+    auto document = store.reload();
     if (auto error = store.lastError(); error && report)
         report(error->message + " It was moved aside to " + store.fileURL().filename().string()
             + std::string(Paths::corruptExtension) + ", and " + std::string(meanwhile));
@@ -26,11 +26,11 @@ Document loaded(JSONFileStore<Document>& store, Document fallback,
 // The lock, then both documents read afresh; the lock goes when the transaction does.
 struct Transaction {
     Transaction(const std::filesystem::path& directory, const FileAgentStore::Report& report,
-        FileWriting& writer)
+        JSONFileStore<Workflows>& workflows, JSONFileStore<Collections>& snippets)
         // A lock that cannot be had never stops an agent: the transaction goes on without it.
         : lock(FileLock::acquire(directory / Paths::agentLockFile))
-        , workflowStore(std::string(Paths::workflowsFile), directory, writer)
-        , snippetStore(std::string(Paths::snippetsFile), directory, writer)
+        , workflowStore(workflows)
+        , snippetStore(snippets)
         , documents {
             .workflows = loaded(workflowStore, WorkflowTemplate::examples(), report,
                 "the example workflows stood in for it."),
@@ -41,8 +41,8 @@ struct Transaction {
     }
 
     Result<FileLock> lock;
-    JSONFileStore<Workflows> workflowStore;
-    JSONFileStore<Collections> snippetStore;
+    JSONFileStore<Workflows>& workflowStore;
+    JSONFileStore<Collections>& snippetStore;
     AgentDocuments documents;
 };
 
@@ -52,7 +52,8 @@ FileAgentStore::FileAgentStore(
     std::optional<std::filesystem::path> directory, Report report, FileWriting& writer)
     : m_directory(directory ? std::move(*directory) : Paths::supportDirectory())
     , m_report(std::move(report))
-    , m_writer(writer)
+    , m_workflowStore(std::string(Paths::workflowsFile), m_directory, writer)
+    , m_snippetStore(std::string(Paths::snippetsFile), m_directory, writer)
 {
     std::error_code ignored;
     std::filesystem::create_directories(m_directory, ignored);
@@ -65,7 +66,7 @@ std::filesystem::path FileAgentStore::lockURL() const
 
 std::optional<Error> FileAgentStore::mutate(const Change& change)
 {
-    Transaction transaction(m_directory, m_report, m_writer);
+    Transaction transaction(m_directory, m_report, m_workflowStore, m_snippetStore);
     auto& documents = transaction.documents;
     auto original = documents;
     if (auto error = change(documents))
@@ -86,7 +87,7 @@ std::optional<Error> FileAgentStore::mutate(const Change& change)
 
 AgentDocuments FileAgentStore::read()
 {
-    return std::move(Transaction(m_directory, m_report, m_writer).documents);
+    return std::move(Transaction(m_directory, m_report, m_workflowStore, m_snippetStore).documents);
 }
 
 std::filesystem::path FileAgentStore::workflowDirectory(std::string_view workflowID)

@@ -12,7 +12,8 @@ namespace zeph {
 
 // The documents in the data folder, shared with the launcher and with other agent helpers. Every
 // change is a short transaction on a fresh read under the folder's ".agent.lock", so no helper
-// works from a stale copy and none loses another's change. Nothing is cached between calls.
+// works from a stale copy and none loses another's change. Between calls the stores keep what they
+// last read or wrote, so that a file nobody else has changed since is not decoded again.
 class FileAgentStore final : public AgentStore {
 public:
     // Hears of what the user should know but the agent need not: a document that could not be
@@ -38,7 +39,8 @@ public:
 private:
     std::filesystem::path m_directory;
     Report m_report;
-    FileWriting& m_writer;
+    JSONFileStore<std::vector<Workflow>> m_workflowStore;
+    JSONFileStore<std::vector<SnippetCollection>> m_snippetStore;
 };
 
 } // namespace zeph

@@ -97,6 +97,24 @@ public:
         return loadOnQueue();
     }
 
+    // Reads the file again, for another process may have changed it, as `load` reads it the first
+    // time. Bytes that are the ones this store last read or wrote are not decoded again: a process
+    // that changes a long document over and over (an agent's helper) then pays for reading it only
+    // when someone else wrote it. From the first call on, the store keeps the document's text.
+    std::optional<Document> reload()
+    {
+        std::lock_guard lock(m_queue);
+        m_keepsText = true;
+        auto contents = m_file.read();
+        if (m_text && contents.found == DocumentFile::Found::bytes && contents.bytes == *m_text) {
+            setLastError(std::nullopt);
+            return m_cached;
+        }
+        m_cached.reset();
+        m_text.reset();
+        return take(std::move(contents));
+    }
+
     // Never throws: a failure shows only in lastError, with the value kept in memory all the same
     // and the previous file intact.
     void save(const Document& value)
@@ -107,6 +125,7 @@ public:
         if (!m_hasLoaded)
             loadOnQueue();
         m_cached = value;
+        m_text.reset();
         auto text = encodeDocument(value);
         if (!text)
             return setLastError(Error { m_file.path().string() + ": " + text.error().message });
@@ -117,7 +136,10 @@ public:
                       "overwritten." });
             m_mustSetAside = false;
         }
-        setLastError(m_file.write(*text));
+        auto error = m_file.write(*text);
+        if (!error && m_keepsText)
+            m_text = std::move(*text);
+        setLastError(std::move(error));
     }
 
     // Forgets the value and removes the file; a failed removal is ignored.
@@ -125,6 +147,7 @@ public:
     {
         std::lock_guard lock(m_queue);
         m_cached.reset();
+        m_text.reset();
         m_hasLoaded = true;
         m_mustSetAside = false;
         m_file.remove();
@@ -144,15 +167,21 @@ private:
     {
         if (m_hasLoaded)
             return m_cached;
+        return take(m_file.read());
+    }
+
+    std::optional<Document> take(DocumentFile::Contents contents)
+    {
         m_hasLoaded = true;
-        auto contents = m_file.read();
-        if (contents.found == DocumentFile::Found::unreadable)
-            m_mustSetAside = true;
+        m_mustSetAside = contents.found == DocumentFile::Found::unreadable;
+        setLastError(std::nullopt);
         if (contents.found != DocumentFile::Found::bytes)
             return std::nullopt;
         auto document = m_file.decode<Document>(contents.bytes);
         if (document) {
             m_cached = std::move(*document);
+            if (m_keepsText)
+                m_text = std::move(contents.bytes);
             return m_cached;
         }
         setLastError(document.error());
@@ -169,6 +198,9 @@ private:
     DocumentFile m_file;
     std::mutex m_queue;
     std::optional<Document> m_cached;
+    // The bytes that hold m_cached, as last read or written, once reload has been called.
+    std::optional<std::string> m_text;
+    bool m_keepsText = false;
     bool m_hasLoaded = false;
     // The file on disk holds bytes that could not be read or decoded and is still in its place.
     bool m_mustSetAside = false;

@@ -155,6 +155,33 @@ TEST(JSONFileStore, UndecodableFileIsSetAsideWithItsBytesAndNotReadAgain)
     }
 }
 
+// A store that reads again before each change must see every other writer, whatever its bytes.
+TEST(JSONFileStore, ReloadSeesWhatOthersWroteAndKnowsItsOwnBytes)
+{
+    TemporaryDirectory folder;
+    Store store("clipboard.json", folder.path());
+    EXPECT_EQ(store.reload(), std::nullopt);
+    store.save(historyOf(2));
+    EXPECT_EQ(store.reload(), historyOf(2));
+
+    // Another writer's document of the very same size.
+    Store("clipboard.json", folder.path()).save(historyOf(2, "again"));
+    EXPECT_EQ(store.reload(), historyOf(2, "again"));
+
+    writeFile(folder / "clipboard.json", "not json");
+    EXPECT_EQ(store.reload(), std::nullopt);
+    ASSERT_TRUE(store.lastError());
+    EXPECT_EQ(readFile(folder / "clipboard.json.corrupt"), "not json");
+    writeFile(folder / "clipboard.json", encoded(historyOf(3)));
+    EXPECT_EQ(store.reload(), historyOf(3));
+    EXPECT_FALSE(store.lastError());
+
+    std::filesystem::remove(folder / "clipboard.json");
+    EXPECT_EQ(store.reload(), std::nullopt);
+    store.save(historyOf(1));
+    EXPECT_EQ(readFile(folder / "clipboard.json"), encoded(historyOf(1)));
+}
+
 TEST(JSONFileStore, ASecondCorruptEpisodeReplacesTheFirstSidecar)
 {
     TemporaryDirectory folder;

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
+#include <thread>
 
 namespace {
 
@@ -31,6 +32,10 @@ int main()
     zeph::ProcessScriptRunner scripts;
     zeph::AgentTools tools(store, scripts);
     zeph::MCPServer server(tools, ZEPH_VERSION);
+    // The documents are read once while the client is still starting up, so that the agent's
+    // first change does not wait for them to be decoded: the store decodes them again only when
+    // another process has changed them since.
+    std::thread warmUp([&store] { store.read(); });
 
     // getline grows its buffer to any line, so a message of many megabytes is read whole.
     char* buffer = nullptr;
@@ -48,5 +53,6 @@ int main()
             break;
     }
     std::free(buffer);
+    warmUp.join();
     return 0;
 }

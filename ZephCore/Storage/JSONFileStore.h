@@ -10,6 +10,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <vector>
 
 namespace zeph {
 
@@ -110,8 +112,6 @@ public:
             setLastError(std::nullopt);
             return m_cached;
         }
-        m_cached.reset();
-        m_text.reset();
         return take(std::move(contents));
     }
 
@@ -124,9 +124,9 @@ public:
         // read or decode is moved aside before anything replaces it.
         if (!m_hasLoaded)
             loadOnQueue();
+        auto text = encodeOnQueue(value);
         m_cached = value;
         m_text.reset();
-        auto text = encodeDocument(value);
         if (!text)
             return setLastError(Error { m_file.path().string() + ": " + text.error().message });
         if (m_mustSetAside) {
@@ -148,6 +148,7 @@ public:
         std::lock_guard lock(m_queue);
         m_cached.reset();
         m_text.reset();
+        m_recordTexts.clear();
         m_hasLoaded = true;
         m_mustSetAside = false;
         m_file.remove();
@@ -163,6 +164,50 @@ public:
     const std::filesystem::path& fileURL() const { return m_file.path(); }
 
 private:
+    // The text of `value`. Once the store keeps its text, a list of records also keeps each
+    // record's text, and saving the list again encodes only the records that changed.
+    Result<std::string> encodeOnQueue(const Document& value)
+    {
+        if constexpr (requires {
+                          value.front().id == value.front().id;
+                          toJSON(value.front());
+                      }) {
+            if (m_keepsText) {
+                auto texts = recordTexts(value);
+                if (!texts) {
+                    m_recordTexts.clear();
+                    return texts.error();
+                }
+                m_recordTexts = std::move(*texts);
+                return Json::arrayDocumentText(m_recordTexts);
+            }
+        }
+        return encodeDocument(value);
+    }
+
+    template <typename List> Result<std::vector<std::string>> recordTexts(const List& records)
+    {
+        std::unordered_map<std::string_view, std::size_t> kept;
+        if (m_cached && m_recordTexts.size() == m_cached->size()) {
+            for (std::size_t index = 0; index < m_recordTexts.size(); ++index)
+                kept.emplace((*m_cached)[index].id, index);
+        }
+        std::vector<std::string> texts;
+        texts.reserve(records.size());
+        for (auto& record : records) {
+            if (auto found = kept.find(record.id);
+                found != kept.end() && (*m_cached)[found->second] == record) {
+                texts.push_back(m_recordTexts[found->second]);
+                continue;
+            }
+            auto text = Json::elementText(toJSON(record));
+            if (!text)
+                return text.error();
+            texts.push_back(std::move(*text));
+        }
+        return texts;
+    }
+
     std::optional<Document> loadOnQueue()
     {
         if (m_hasLoaded)
@@ -173,6 +218,9 @@ private:
     std::optional<Document> take(DocumentFile::Contents contents)
     {
         m_hasLoaded = true;
+        m_cached.reset();
+        m_text.reset();
+        m_recordTexts.clear();
         m_mustSetAside = contents.found == DocumentFile::Found::unreadable;
         setLastError(std::nullopt);
         if (contents.found != DocumentFile::Found::bytes)
@@ -200,6 +248,8 @@ private:
     std::optional<Document> m_cached;
     // The bytes that hold m_cached, as last read or written, once reload has been called.
     std::optional<std::string> m_text;
+    // The text of each record of m_cached, when it is a list of records that was saved.
+    std::vector<std::string> m_recordTexts;
     bool m_keepsText = false;
     bool m_hasLoaded = false;
     // The file on disk holds bytes that could not be read or decoded and is still in its place.

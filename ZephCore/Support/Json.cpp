@@ -236,24 +236,43 @@ Result<std::string> documentText(const Value& value)
     return text;
 }
 
+Result<std::string> elementText(const Value& value)
+{
+    std::string text;
+    text.reserve(DocumentWriter::estimatedSize(value, 1));
+    if (auto error = DocumentWriter(text).write(value, 1))
+        return *error;
+    return text;
+}
+
+std::string arrayDocumentText(const std::vector<std::string>& elementTexts)
+{
+    if (elementTexts.empty())
+        return "[]\n";
+    std::size_t size = 4;
+    for (auto& element : elementTexts)
+        size += element.size() + 4;
+    std::string text;
+    text.reserve(size);
+    text.append("[\n  ");
+    for (std::size_t index = 0; index < elementTexts.size(); ++index)
+        text.append(index == 0 ? "" : ",\n  ").append(elementTexts[index]);
+    text.append("\n]\n");
+    return text;
+}
+
 Result<std::string> arrayDocumentText(
     std::size_t count, const std::function<Value(std::size_t)>& element)
 {
-    if (count == 0)
-        return std::string("[]\n");
-    std::string text = "[\n";
-    DocumentWriter writer(text);
+    std::vector<std::string> texts;
+    texts.reserve(count);
     for (std::size_t index = 0; index < count; ++index) {
-        auto value = element(index);
-        // The first element stands for the others in the size reserved.
-        if (index == 0)
-            text.reserve(DocumentWriter::estimatedSize(value, 1) * count * 5 / 4);
-        text.append(index == 0 ? "  " : ",\n  ");
-        if (auto error = writer.write(value, 1))
-            return *error;
+        auto text = elementText(element(index));
+        if (!text)
+            return text.error();
+        texts.push_back(std::move(*text));
     }
-    text.append("\n]\n");
-    return text;
+    return arrayDocumentText(texts);
 }
 
 Value toJSON(Date date)

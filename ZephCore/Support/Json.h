@@ -42,6 +42,9 @@ Result<std::string> documentText(const Value& value);
 // comes, so that the whole tree never stands at once; the same bytes as `documentText`.
 Result<std::string> arrayDocumentText(
     std::size_t count, const std::function<Value(std::size_t)>& element);
+// The same from the elements' texts, each from `elementText`, which may be kept and used again.
+Result<std::string> elementText(const Value& value);
+std::string arrayDocumentText(const std::vector<std::string>& elementTexts);
 
 Value toJSON(Date date);
 

@@ -182,6 +182,36 @@ TEST(JSONFileStore, ReloadSeesWhatOthersWroteAndKnowsItsOwnBytes)
     EXPECT_EQ(readFile(folder / "clipboard.json"), encoded(historyOf(1)));
 }
 
+// Saving a list again takes each unchanged record's text as it was; the bytes must be the ones a
+// fresh encoding gives, whatever moved, changed, repeated or came from another writer.
+TEST(JSONFileStore, ASavedListIsExactWhicheverRecordsChanged)
+{
+    using Collections = std::vector<SnippetCollection>;
+    TemporaryDirectory folder;
+    JSONFileStore<Collections> store("snippets.json", folder.path());
+    auto wholeText = [](const Collections& collections) {
+        return Json::documentText(DocumentCoding<Collections>::encode(collections)).value();
+    };
+    auto named = [](const char* id, const char* name) {
+        return SnippetCollection { .id = id, .name = name };
+    };
+    Collections first { named("a", "A"), named("b", "B"), named("c", "C") };
+    Collections second { named("c", "C"), named("b", "Changed"), named("d", "D"),
+        named("d", "Twin"), named("a", "A") };
+    EXPECT_EQ(store.reload(), std::nullopt);
+    store.save(first);
+    EXPECT_EQ(readFile(folder / "snippets.json"), wholeText(first));
+    store.save(second);
+    EXPECT_EQ(readFile(folder / "snippets.json"), wholeText(second));
+
+    JSONFileStore<Collections>("snippets.json", folder.path()).save(first);
+    EXPECT_EQ(store.reload(), first);
+    store.save(second);
+    EXPECT_EQ(readFile(folder / "snippets.json"), wholeText(second));
+    store.save({});
+    EXPECT_EQ(readFile(folder / "snippets.json"), "[]\n");
+}
+
 TEST(JSONFileStore, ASecondCorruptEpisodeReplacesTheFirstSidecar)
 {
     TemporaryDirectory folder;

@@ -34,32 +34,32 @@ std::optional<std::string> SnippetCollection::triggerText(const Snippet& snippet
 
 Json::Value toJSON(const Snippet& snippet)
 {
-    return {
-        { "id", snippet.id },
-        { "name", snippet.name },
-        { "keyword", snippet.keyword },
-        { "content", snippet.content },
-        { "isEnabled", snippet.isEnabled },
-        { "autoExpands", snippet.autoExpands },
-        { "createdByAgent", snippet.createdByAgent },
-        { "pendingReview", snippet.pendingReview },
-    };
+    // Key by key, as workflows are: a braced list copies every value.
+    Json::Value json;
+    json["id"] = snippet.id;
+    json["name"] = snippet.name;
+    json["keyword"] = snippet.keyword;
+    json["content"] = snippet.content;
+    json["isEnabled"] = snippet.isEnabled;
+    json["autoExpands"] = snippet.autoExpands;
+    json["createdByAgent"] = snippet.createdByAgent;
+    json["pendingReview"] = snippet.pendingReview;
+    return json;
 }
 
 Json::Value toJSON(const SnippetCollection& collection)
 {
-    Json::Value snippets = Json::Value::array();
+    Json::Value json;
+    json["id"] = collection.id;
+    json["name"] = collection.name;
+    json["prefix"] = collection.prefix;
+    json["suffix"] = collection.suffix;
+    json["isEnabled"] = collection.isEnabled;
+    json["excludedBundleIDs"] = collection.excludedBundleIDs;
+    auto& snippets = json["snippets"] = Json::Value::array();
     for (auto& snippet : collection.snippets)
         snippets.push_back(toJSON(snippet));
-    return {
-        { "id", collection.id },
-        { "name", collection.name },
-        { "prefix", collection.prefix },
-        { "suffix", collection.suffix },
-        { "isEnabled", collection.isEnabled },
-        { "excludedBundleIDs", collection.excludedBundleIDs },
-        { "snippets", std::move(snippets) },
-    };
+    return json;
 }
 
 Json::Value toJSON(const SnippetSettings& settings)

@@ -363,9 +363,10 @@ Json::Value toJSON(const NodeKind& kind)
     return std::visit(
         [](auto& node) {
             using Coding = CaseCoding<std::remove_cvref_t<decltype(node)>>;
-            auto payload = Json::Value::object();
+            Json::Value json;
+            auto& payload = json[std::string(Coding::facts.typeKey)] = Json::Value::object();
             Coding::forEachField(node, FieldEncoder { .object = payload });
-            return Json::Value { { std::string(Coding::facts.typeKey), std::move(payload) } };
+            return json;
         },
         kind.payload);
 }
@@ -393,12 +394,12 @@ Result<NodeKind> nodeKindFromJSON(const Json::Value& json)
 
 Json::Value toJSON(const ListFilterItem& item)
 {
-    return {
-        { "id", item.id },
-        { "title", item.title },
-        { "subtitle", item.subtitle },
-        { "argument", item.argument },
-    };
+    Json::Value json;
+    json["id"] = item.id;
+    json["title"] = item.title;
+    json["subtitle"] = item.subtitle;
+    json["argument"] = item.argument;
+    return json;
 }
 
 Result<ListFilterItem> listFilterItemFromJSON(const Json::Value& json)

@@ -169,7 +169,7 @@ private:
     Result<std::string> encodeOnQueue(const Document& value)
     {
         if constexpr (requires {
-                          value.front().id == value.front().id;
+                          value.front().id;
                           toJSON(value.front());
                       }) {
             if (m_keepsText) {

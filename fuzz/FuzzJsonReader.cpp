@@ -1,5 +1,6 @@
 // Arbitrary bytes through the document reader and through the general JSON parser: both must accept
-// the same texts and build the same values. Read element by element, an array must be the same too.
+// the same texts and build the same values. Read element by element, an array must be the same too,
+// and each element's text must read as that element.
 #include "Support/Json.h"
 #include "Support/Verify.h"
 
@@ -22,7 +23,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     auto elements = zeph::Json::Value::array();
     bool isArray = zeph::Json::parseEach(
-        text, [&](zeph::Json::Value&& element) { elements.push_back(std::move(element)); });
+        text, [&](zeph::Json::Value&& element, std::string_view elementText) {
+            // An element's text is a part of the text that reads as the element alone.
+            zeph::verify(elementText.data() >= text.data()
+                && elementText.data() + elementText.size() <= text.data() + text.size());
+            zeph::verify(zeph::Json::parse(elementText) == element);
+            elements.push_back(std::move(element));
+        });
     zeph::verify(isArray == (ours && ours->is_array()));
     if (isArray)
         zeph::verify(elements == *ours);

@@ -158,9 +158,11 @@ Result<std::string> DocumentCoding<std::vector<SnippetCollection>>::encodeText(
 }
 
 std::optional<Result<std::vector<SnippetCollection>>>
-DocumentCoding<std::vector<SnippetCollection>>::decodeText(std::string_view text)
+DocumentCoding<std::vector<SnippetCollection>>::decodeText(
+    std::string_view text, std::vector<std::string_view>* recordTexts)
 {
-    return Json::decodeArrayText<SnippetCollection>(text, "collection", snippetCollectionFromJSON);
+    return Json::decodeArrayText<SnippetCollection>(
+        text, "collection", snippetCollectionFromJSON, recordTexts);
 }
 
 } // namespace zeph

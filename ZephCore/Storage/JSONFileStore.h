@@ -50,10 +50,13 @@ public:
         std::string bytes {};
     };
     Contents read() const;
-    // The document in the bytes; the error names the file.
-    template <typename Document> Result<Document> decode(std::string_view bytes) const
+    // The document in the bytes; the error names the file. A list of records also gives each
+    // record's text to `recordTexts`.
+    template <typename Document>
+    Result<Document> decode(
+        std::string_view bytes, std::vector<std::string_view>* recordTexts = nullptr) const
     {
-        auto document = decodeDocument<Document>(bytes);
+        auto document = decodeDocument<Document>(bytes, recordTexts);
         if (!document)
             return Error { m_fileName + " is not valid JSON." };
         if (!*document)
@@ -74,6 +77,14 @@ private:
     std::string m_fileName;
     std::filesystem::path m_path;
     FileWriting& m_writer;
+};
+
+// A document that is a list of records with ids, which can be written a record at a time.
+template <typename Document>
+concept RecordList = requires(const Document& list)
+{
+    list.front().id;
+    toJSON(list.front());
 };
 
 // The one reader and writer of a JSON document: keeps the last value in memory, serialises every
@@ -102,7 +113,9 @@ public:
     // Reads the file again, for another process may have changed it, as `load` reads it the first
     // time. Bytes that are the ones this store last read or wrote are not decoded again: a process
     // that changes a long document over and over (an agent's helper) then pays for reading it only
-    // when someone else wrote it. From the first call on, the store keeps the document's text.
+    // when someone else wrote it. From the first call on, the store keeps the document's text, and
+    // in a list of records each record's text, so that saving the list again writes the records
+    // that did not change with the bytes they had.
     std::optional<Document> reload()
     {
         std::lock_guard lock(m_queue);
@@ -168,10 +181,7 @@ private:
     // record's text, and saving the list again encodes only the records that changed.
     Result<std::string> encodeOnQueue(const Document& value)
     {
-        if constexpr (requires {
-                          value.front().id;
-                          toJSON(value.front());
-                      }) {
+        if constexpr (RecordList<Document>) {
             if (m_keepsText) {
                 auto texts = recordTexts(value);
                 if (!texts) {
@@ -225,9 +235,17 @@ private:
         setLastError(std::nullopt);
         if (contents.found != DocumentFile::Found::bytes)
             return std::nullopt;
-        auto document = m_file.decode<Document>(contents.bytes);
+        std::vector<std::string_view> recordTexts;
+        auto document
+            = m_file.decode<Document>(contents.bytes, m_keepsText ? &recordTexts : nullptr);
         if (document) {
             m_cached = std::move(*document);
+            if constexpr (RecordList<Document>) {
+                // Another writer's formatting of a record, if it had its own, stays until the
+                // record changes: it decodes to the same record all the same.
+                if (recordTexts.size() == m_cached->size())
+                    m_recordTexts.assign(recordTexts.begin(), recordTexts.end());
+            }
             if (m_keepsText)
                 m_text = std::move(contents.bytes);
             return m_cached;
@@ -248,7 +266,7 @@ private:
     std::optional<Document> m_cached;
     // The bytes that hold m_cached, as last read or written, once reload has been called.
     std::optional<std::string> m_text;
-    // The text of each record of m_cached, when it is a list of records that was saved.
+    // The text of each record of m_cached, when it is a list of records that was read or saved.
     std::vector<std::string> m_recordTexts;
     bool m_keepsText = false;
     bool m_hasLoaded = false;

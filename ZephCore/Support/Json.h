@@ -26,9 +26,10 @@ std::optional<Value> parse(std::string_view text);
 
 // Parses text that must be one JSON array, handing each element to `each` as soon as it is whole
 // and dropping it afterwards, so that a long document never stands as one tree: building and
-// freeing that tree is most of reading one. False when `parse` would refuse the text or the text
-// is not an array; `each` has then seen the elements before the fault.
-bool parseEach(std::string_view text, const std::function<void(Value&&)>& each);
+// freeing that tree is most of reading one. `each` also gets the element's own text, from its
+// first byte to its last. False when `parse` would refuse the text or the text is not an array;
+// `each` has then seen the elements before the fault.
+bool parseEach(std::string_view text, const std::function<void(Value&&, std::string_view)>& each);
 
 // Whether arrays and objects in `text` nest deeper than `depth`, judged from the bytes alone. Text
 // from outside is checked before it is parsed, for printing a parsed value recurses once for each
@@ -205,27 +206,34 @@ Result<std::vector<Record>> decodeArray(
 }
 
 // `decodeArray` straight from the text, one element's tree at a time. Nothing when the text is not
-// a JSON array: parsing it whole then tells what is wrong, with the same message as ever.
+// a JSON array: parsing it whole then tells what is wrong, with the same message as ever. With
+// `recordTexts`, a decoded list also gives the text of each record within `text`.
 template <typename Record, typename Decode>
-std::optional<Result<std::vector<Record>>> decodeArrayText(
-    std::string_view text, const char* noun, Decode decode)
+std::optional<Result<std::vector<Record>>> decodeArrayText(std::string_view text, const char* noun,
+    Decode decode, std::vector<std::string_view>* recordTexts = nullptr)
 {
     std::vector<Record> records;
+    std::vector<std::string_view> texts;
     std::optional<Error> error;
     // After a failed record the rest is still parsed: text that is not JSON is that error first.
-    bool isArray = parseEach(text, [&](Value&& element) {
+    bool isArray = parseEach(text, [&](Value&& element, std::string_view elementText) {
         if (error)
             return;
         auto record = decode(element);
-        if (record)
-            records.push_back(std::move(*record));
-        else
+        if (!record) {
             error = elementError(noun, records.size(), record.error());
+            return;
+        }
+        records.push_back(std::move(*record));
+        if (recordTexts)
+            texts.push_back(elementText);
     });
     if (!isArray)
         return std::nullopt;
     if (error)
         return Result<std::vector<Record>>(std::move(*error));
+    if (recordTexts)
+        *recordTexts = std::move(texts);
     return Result<std::vector<Record>>(std::move(records));
 }
 
@@ -273,12 +281,14 @@ template <typename Document> Result<std::string> encodeDocument(const Document& 
 }
 
 // The document in `text`, read a record at a time where the document knows how; nothing when the
-// text is not JSON at all.
-template <typename Document> std::optional<Result<Document>> decodeDocument(std::string_view text)
+// text is not JSON at all. Such a document also gives each record's text to `recordTexts`.
+template <typename Document>
+std::optional<Result<Document>> decodeDocument(
+    std::string_view text, std::vector<std::string_view>* recordTexts = nullptr)
 {
     using Coding = DocumentCoding<Document>;
-    if constexpr (requires { Coding::decodeText(text); }) {
-        if (auto document = Coding::decodeText(text))
+    if constexpr (requires { Coding::decodeText(text, recordTexts); }) {
+        if (auto document = Coding::decodeText(text, recordTexts))
             return document;
     }
     auto json = Json::parse(text);

@@ -41,7 +41,7 @@ public:
         return root;
     }
 
-    bool readEach(const std::function<void(Value&&)>& each)
+    bool readEach(const std::function<void(Value&&, std::string_view)>& each)
     {
         skipByteOrderMark();
         skipSpace();
@@ -54,10 +54,12 @@ public:
             return isAtEnd();
         }
         for (;;) {
+            skipSpace();
+            auto start = m_at;
             Value element;
             if (!readWhole(element))
                 return false;
-            each(std::move(element));
+            each(std::move(element), std::string_view(start, m_at - start));
             skipSpace();
             if (m_at == m_end)
                 return false;
@@ -363,7 +365,7 @@ std::optional<Value> parse(std::string_view text)
     return Reader(text).read();
 }
 
-bool parseEach(std::string_view text, const std::function<void(Value&&)>& each)
+bool parseEach(std::string_view text, const std::function<void(Value&&, std::string_view)>& each)
 {
     return Reader(text).readEach(each);
 }

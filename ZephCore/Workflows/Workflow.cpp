@@ -281,9 +281,9 @@ Result<std::string> DocumentCoding<std::vector<Workflow>>::encodeText(
 }
 
 std::optional<Result<std::vector<Workflow>>> DocumentCoding<std::vector<Workflow>>::decodeText(
-    std::string_view text)
+    std::string_view text, std::vector<std::string_view>* recordTexts)
 {
-    return Json::decodeArrayText<Workflow>(text, "workflow", workflowFromJSON);
+    return Json::decodeArrayText<Workflow>(text, "workflow", workflowFromJSON, recordTexts);
 }
 
 } // namespace zeph

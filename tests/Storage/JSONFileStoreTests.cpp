@@ -212,6 +212,30 @@ TEST(JSONFileStore, ASavedListIsExactWhicheverRecordsChanged)
     EXPECT_EQ(readFile(folder / "snippets.json"), "[]\n");
 }
 
+// A list read from another writer keeps that writer's bytes for the records that did not change:
+// they decode to the same records, and encoding them again would only cost time.
+TEST(JSONFileStore, RecordsReadAgainKeepTheirBytesUntilTheyChange)
+{
+    using Collections = std::vector<SnippetCollection>;
+    TemporaryDirectory folder;
+    writeFile(folder / "snippets.json",
+        "[{\"id\": \"a\", \"name\": \"A\", \"snippets\": []},\n"
+        "{\"name\":\"B\",\"id\":\"b\",\"snippets\":[]}]");
+    JSONFileStore<Collections> store("snippets.json", folder.path());
+    auto read = store.reload();
+    ASSERT_TRUE(read);
+    (*read)[1].name = "Changed";
+    read->push_back(SnippetCollection { .id = "c", .name = "C" });
+    store.save(*read);
+    auto freshText = [](const SnippetCollection& collection) {
+        return Json::elementText(toJSON(collection)).value();
+    };
+    EXPECT_EQ(readFile(folder / "snippets.json"),
+        "[\n  {\"id\": \"a\", \"name\": \"A\", \"snippets\": []},\n  " + freshText((*read)[1])
+            + ",\n  " + freshText((*read)[2]) + "\n]\n");
+    EXPECT_EQ(JSONFileStore<Collections>("snippets.json", folder.path()).load(), read);
+}
+
 TEST(JSONFileStore, ASecondCorruptEpisodeReplacesTheFirstSidecar)
 {
     TemporaryDirectory folder;

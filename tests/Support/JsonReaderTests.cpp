@@ -115,19 +115,28 @@ TEST(JsonReader, AgreesWithTheGeneralParser)
 }
 
 // Element by element, an array reads as the whole reader reads it, and anything else is refused.
+// Each element's text is its bytes alone, without the space or commas around it.
 TEST(JsonReader, ReadsAnArrayElementByElementAsWhole)
 {
     for (std::string_view text : texts) {
         SCOPED_TRACE(text);
         auto whole = Json::parse(text);
         Value elements = Value::array();
-        bool isArray = Json::parseEach(
-            text, [&](Value&& element) { elements.push_back(std::move(element)); });
+        bool isArray = Json::parseEach(text, [&](Value&& element, std::string_view elementText) {
+            EXPECT_EQ(Json::parse(elementText), element);
+            EXPECT_FALSE(elementText.starts_with(' ') || elementText.ends_with(' '));
+            elements.push_back(std::move(element));
+        });
         ASSERT_EQ(isArray, whole && whole->is_array());
         if (isArray) {
             EXPECT_EQ(elements, *whole);
         }
     }
+    std::vector<std::string_view> elementTexts;
+    Json::parseEach(" [ {\"a\": [1, 2]} ,\n\"s\",3.5e1]",
+        [&](Value&&, std::string_view elementText) { elementTexts.push_back(elementText); });
+    EXPECT_EQ(
+        elementTexts, (std::vector<std::string_view> { "{\"a\": [1, 2]}", "\"s\"", "3.5e1" }));
 }
 
 TEST(JsonReader, NestsDeeplyWithoutRecursion)

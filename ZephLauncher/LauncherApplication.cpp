@@ -97,7 +97,7 @@ LauncherApplication::LauncherApplication(std::filesystem::path dataFolder, Launc
           { m_desktop, m_desktop, m_clipboard, m_inserter, m_loop,
               [this] { return m_model.settings().get().snippets.restoreClipboard; } },
           processScripts())
-    , m_snippets(m_model, m_keyEvents, m_keys, m_inserter, m_focus, m_prompt, m_clipboard, m_loop,
+    , m_snippets(m_model, m_keyEvents, m_keys, m_inserter, m_focus, m_prompt, m_loop,
           Calendar::current(),
           [](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); })
     , m_clipboardMonitor(m_model, m_clipboard, m_focus, m_inserter, m_loop)

@@ -1,7 +1,6 @@
 #include "Snippets/ExpansionMatcher.h"
 
 #include <algorithm>
-#include <unordered_set>
 
 namespace zeph {
 
@@ -25,6 +24,11 @@ template <typename Visit> void forEachCharacter(std::string_view text, Visit vis
     for (std::size_t index = 0; index + 1 < boundaries.size(); ++index)
         visit(characterCode(
             text.substr(boundaries[index], boundaries[index + 1] - boundaries[index])));
+}
+
+std::uint64_t opening(Character first, Character second)
+{
+    return (std::uint64_t { first } << 32) | second;
 }
 
 bool isLetterOrNumber(Character character)
@@ -77,6 +81,9 @@ ExpansionMatcher::ExpansionMatcher(std::vector<ExpansionTrigger> triggers, bool 
         });
         if (candidate.length)
             m_byLastCharacter[m_characters.back()].push_back(candidate);
+        if (candidate.length > 2)
+            m_openings.insert(
+                opening(m_characters[candidate.first], m_characters[candidate.first + 1]));
     }
     for (auto& [character, candidates] : m_byLastCharacter) {
         std::stable_sort(candidates.begin(), candidates.end(),
@@ -107,6 +114,11 @@ void ExpansionMatcher::reset()
 {
     m_start = 0;
     m_count = 0;
+}
+
+bool ExpansionMatcher::isWithinTrigger() const
+{
+    return m_count >= 2 && m_openings.contains(opening(bufferCharacter(1), bufferCharacter(0)));
 }
 
 std::string ExpansionMatcher::bufferText() const

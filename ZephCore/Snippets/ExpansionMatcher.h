@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace zeph {
@@ -47,6 +48,10 @@ public:
     // Forgets everything typed; the next character starts at a word boundary.
     void reset();
 
+    // Whether the recent typing ends in the first two characters of a longer trigger: the moment
+    // to get ready for an expansion that may follow.
+    bool isWithinTrigger() const;
+
     // The recent typing, oldest first.
     std::string bufferText() const;
     std::size_t bufferCount() const { return m_count; }
@@ -66,6 +71,8 @@ private:
     std::vector<Character> m_characters; // The triggers' characters, one run each.
     // Under each character, the triggers that end in it, longest first.
     std::unordered_map<Character, std::vector<Candidate>> m_byLastCharacter;
+    // The first two characters of each trigger of three or more, as one number.
+    std::unordered_set<std::uint64_t> m_openings;
     // A ring of the last characters typed.
     std::array<Character, bufferCapacity> m_buffer {};
     std::size_t m_start = 0;

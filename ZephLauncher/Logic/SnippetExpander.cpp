@@ -35,15 +35,14 @@ std::string lowercasedID(std::string_view id)
 } // namespace
 
 SnippetExpander::SnippetExpander(AppModel& model, KeyEventSource& keyEvents, KeyInjector& keys,
-    TextInserter& inserter, FocusedApplication& focus, FillInPrompting& prompt,
-    Clipboard& clipboard, MainLoop& loop, Calendar calendar, Log log)
+    TextInserter& inserter, FocusedApplication& focus, FillInPrompting& prompt, MainLoop& loop,
+    Calendar calendar, Log log)
     : m_model(model)
     , m_keyEvents(keyEvents)
     , m_keys(keys)
     , m_inserter(inserter)
     , m_focus(focus)
     , m_prompt(prompt)
-    , m_clipboard(clipboard)
     , m_loop(loop)
     , m_calendar(std::move(calendar))
     , m_log(std::move(log))
@@ -125,8 +124,17 @@ void SnippetExpander::keyDown(const KeyPress& press)
         applicationID = focused->id;
     }
     auto* trigger = m_matcher.feed(press.characters, applicationID);
-    if (!trigger)
+    if (!trigger) {
+        // Later on the loop, so that the key press itself never waits for the clipboard's owner.
+        if (m_matcher.isWithinTrigger()) {
+            m_loop.post([this, alive = std::weak_ptr(m_alive),
+                            contents = m_model.settings().get().snippets.restoreClipboard] {
+                if (alive.lock())
+                    m_inserter.prepare(contents);
+            });
+        }
         return;
+    }
     m_matcher.reset();
     m_isExpanding = true;
     // Later on the loop, so that the user's last key reaches the application first.
@@ -145,7 +153,7 @@ void SnippetExpander::expand(const std::string& content, const std::string& name
 void SnippetExpander::run(std::string content, std::string name, std::size_t eraseCount)
 {
     m_isExpanding = true;
-    auto clipboardText = m_clipboard.text().value_or("");
+    auto clipboardText = m_inserter.clipboardText().value_or("");
     for (std::size_t index = 0; index < eraseCount; ++index)
         m_keys.tap(deleteKey);
     auto fields = SnippetTemplate::fillFields(content);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Logic/AppModel.h"
-#include "Logic/Clipboard.h"
 #include "Logic/FillInPrompting.h"
 #include "Logic/FocusedApplication.h"
 #include "Logic/KeyEventSource.h"
@@ -26,8 +25,8 @@ public:
     using Log = std::function<void(const std::string& line)>;
 
     SnippetExpander(AppModel& model, KeyEventSource& keyEvents, KeyInjector& keys,
-        TextInserter& inserter, FocusedApplication& focus, FillInPrompting& prompt,
-        Clipboard& clipboard, MainLoop& loop, Calendar calendar, Log log);
+        TextInserter& inserter, FocusedApplication& focus, FillInPrompting& prompt, MainLoop& loop,
+        Calendar calendar, Log log);
     SnippetExpander(const SnippetExpander&) = delete;
     SnippetExpander& operator=(const SnippetExpander&) = delete;
 
@@ -62,7 +61,6 @@ private:
     TextInserter& m_inserter;
     FocusedApplication& m_focus;
     FillInPrompting& m_prompt;
-    Clipboard& m_clipboard;
     MainLoop& m_loop;
     Calendar m_calendar;
     Log m_log;

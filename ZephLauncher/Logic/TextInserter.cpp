@@ -33,8 +33,13 @@ void TextInserter::insert(
     ClipboardContents contents, bool restoreClipboard, std::function<void()> completion)
 {
     std::optional<ClipboardContents> snapshot;
-    if (restoreClipboard)
-        snapshot = m_clipboard.contents();
+    if (restoreClipboard) {
+        if (prepared() && m_prepared->contents)
+            snapshot = std::move(m_prepared->contents);
+        else
+            snapshot = m_clipboard.contents();
+    }
+    m_prepared.reset();
     m_ignoreCapturesUntil = m_loop.uptime() + (restoreClipboard ? 1000ms : 200ms);
     // Marked concealed while it is only on its way, so that other clipboard tools skip it.
     m_clipboard.setContents(restoreClipboard ? contents.concealed() : contents);
@@ -51,6 +56,29 @@ void TextInserter::insert(
             if (completion)
                 completion();
         });
+}
+
+void TextInserter::prepare(bool contents)
+{
+    if (auto* ahead = prepared(); ahead && (ahead->contents || !contents))
+        return;
+    // Counted first: a change heard while the owner answers makes what was read stale.
+    m_prepared = Prepared { .changeCount = m_clipboard.changeCount(), .text = m_clipboard.text() };
+    if (contents)
+        m_prepared->contents = m_clipboard.contents();
+}
+
+std::optional<std::string> TextInserter::clipboardText() const
+{
+    if (auto* ahead = prepared())
+        return ahead->text;
+    return m_clipboard.text();
+}
+
+const TextInserter::Prepared* TextInserter::prepared() const
+{
+    return m_prepared && m_prepared->changeCount == m_clipboard.changeCount() ? &*m_prepared
+                                                                              : nullptr;
 }
 
 void TextInserter::postPaste()

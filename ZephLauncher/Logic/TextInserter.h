@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace zeph {
@@ -31,16 +32,34 @@ public:
     // The paste chord of the focused application.
     void postPaste();
 
+    // Reads the clipboard ahead of an insert that may follow, while the user is still typing, so
+    // that the insert need not wait for the clipboard's owner: on X11 each type read is a round
+    // trip to that program, which may be slow to answer its first. With `contents`, every type,
+    // to put back after the insert; else only the plain text. What was read serves until the
+    // clipboard changes.
+    void prepare(bool contents);
+    // The clipboard's plain text, as `prepare` read it if the clipboard has not changed since.
+    std::optional<std::string> clipboardText() const;
+
     // Copies the clipboard monitor must not record, until this moment of the loop's uptime.
     MainLoop::Milliseconds ignoreCapturesUntil() const { return m_ignoreCapturesUntil; }
     void ignoreCaptures(MainLoop::Milliseconds duration);
 
 private:
+    struct Prepared {
+        std::uint64_t changeCount = 0;
+        std::optional<std::string> text {};
+        std::optional<ClipboardContents> contents {};
+    };
+    // What `prepare` read, if the clipboard still holds it.
+    const Prepared* prepared() const;
+
     Clipboard& m_clipboard;
     KeyInjector& m_keys;
     FocusedApplication& m_focus;
     MainLoop& m_loop;
     MainLoop::Milliseconds m_ignoreCapturesUntil {};
+    std::optional<Prepared> m_prepared;
     // Outlived by nothing it schedules.
     std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
 };

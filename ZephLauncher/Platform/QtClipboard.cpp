@@ -86,6 +86,7 @@ std::optional<std::string> QtClipboard::png() const
 
 ClipboardContents QtClipboard::contents() const
 {
+    TraceTimer timer("reading the whole clipboard");
     ClipboardContents contents;
     if (const auto* data = QGuiApplication::clipboard()->mimeData()) {
         for (const auto& format : data->formats())

@@ -31,9 +31,17 @@ public:
         return types;
     }
     std::string state() const override { return clipboardState; }
-    std::optional<std::string> text() const override { return find(ClipboardContents::textType); }
+    std::optional<std::string> text() const override
+    {
+        ++reads;
+        return find(ClipboardContents::textType);
+    }
     std::optional<std::string> png() const override { return find("image/png"); }
-    ClipboardContents contents() const override { return m_contents; }
+    ClipboardContents contents() const override
+    {
+        ++reads;
+        return m_contents;
+    }
     void setContents(const ClipboardContents& contents) override
     {
         m_contents = contents;
@@ -54,6 +62,7 @@ public:
 
     std::string clipboardState;
     std::vector<ClipboardContents> writes; // The application's own.
+    mutable std::size_t reads = 0; // Of the text or the whole contents, each a wait on X11.
 
 private:
     std::optional<std::string> find(std::string_view type) const

@@ -84,8 +84,8 @@ struct LauncherWorld {
     FakeFocusedApplication focus;
     FakeFillInPrompting prompt;
     TextInserter inserter { clipboard, keys, focus, loop };
-    SnippetExpander expander { model, keyEvents, keys, inserter, focus, prompt, clipboard, loop,
-        Calendar {}, [this](const std::string& line) { logLines.push_back(line); } };
+    SnippetExpander expander { model, keyEvents, keys, inserter, focus, prompt, loop, Calendar {},
+        [this](const std::string& line) { logLines.push_back(line); } };
     ClipboardMonitor monitor { model, clipboard, focus, inserter, loop };
     std::shared_ptr<StubScriptRunner> scripts = std::make_shared<StubScriptRunner>();
     std::vector<std::filesystem::path> scriptFolders;

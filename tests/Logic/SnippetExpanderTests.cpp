@@ -132,6 +132,41 @@ TEST_F(ExpanderFixture, TheClipboardPlaceholderSeesWhatWasCopiedBefore)
     EXPECT_EQ(clipboard.text(), "copied meanwhile");
 }
 
+// The clipboard is read while the trigger is typed, once for each change of it, so that the
+// expansion itself does not wait for the clipboard's owner; a change meanwhile is read again.
+TEST_F(ExpanderFixture, ReadsTheClipboardWhileTheTriggerIsTyped)
+{
+    auto readsAfter = [&](std::string_view text) {
+        auto before = clipboard.reads;
+        keyEvents.type(text);
+        loop.runPosted();
+        return clipboard.reads - before;
+    };
+    EXPECT_EQ(readsAfter("x;"), 0u);
+    EXPECT_EQ(readsAfter("a"), 2u);
+    EXPECT_EQ(readsAfter("dd ;ad"), 0u);
+    EXPECT_EQ(readsAfter("dr"), 0u);
+    EXPECT_EQ(pasted(), "1 Main St");
+    loop.advance(1s);
+    EXPECT_EQ(
+        clipboard.writes.back(), ClipboardContents::text("what was copied before").concealed());
+
+    clipboard.copy(ClipboardContents::text("copied meanwhile"));
+    keyEvents.type(";ad");
+    clipboard.copy(ClipboardContents::text("copied last"));
+    keyEvents.type("dr");
+    loop.runPosted();
+    loop.advance(1s);
+    EXPECT_EQ(clipboard.writes.back(), ClipboardContents::text("copied last").concealed());
+
+    // Without putting the clipboard back, only its text is read ahead.
+    auto settings = model.settings().get();
+    settings.snippets.restoreClipboard = false;
+    model.settings().set(settings);
+    EXPECT_EQ(readsAfter(" ;a"), 1u);
+    EXPECT_EQ(readsAfter("ddr"), 0u);
+}
+
 TEST_F(ExpanderFixture, TheBufferFollowsTheCaret)
 {
     auto expands = [&](auto typing) {

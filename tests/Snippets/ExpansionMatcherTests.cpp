@@ -106,6 +106,27 @@ TEST(ExpansionMatcher, OneEventMayCarrySeveralCharacters)
     EXPECT_EQ(dates.feed(""), nullptr);
 }
 
+// Within a trigger once its first two characters are typed, so that the expander can get ready
+// while the rest is typed; a trigger of two fires at once and has no such moment.
+TEST(ExpansionMatcher, KnowsWhenTheTypingIsWithinATrigger)
+{
+    auto both = matcher({ collection("c", ";", { { "addr", "a" }, { "x", "x" } }),
+        collection("d", "", { { "éte", "e" } }) });
+    std::string within;
+    for (auto character : std::vector<std::string> { "w", ";", "a", "d", ";", "x", "é", "t" }) {
+        if (both.feed(character))
+            both.reset();
+        within += both.isWithinTrigger() ? "1" : "0";
+    }
+    EXPECT_EQ(within, "00100001");
+    both.deleteBackward();
+    EXPECT_FALSE(both.isWithinTrigger());
+    both.feed("t");
+    EXPECT_TRUE(both.isWithinTrigger());
+    both.reset();
+    EXPECT_FALSE(both.isWithinTrigger());
+}
+
 TEST(ExpansionMatcher, WordBoundaryLooksAtTheCharacterBefore)
 {
     auto bounded = matcher({ collection("c", "", { { "date", "d" } }) }, true);

@@ -66,6 +66,11 @@ void TextInserter::prepare(bool contents)
     m_prepared = Prepared { .changeCount = m_clipboard.changeCount(), .text = m_clipboard.text() };
     if (contents)
         m_prepared->contents = m_clipboard.contents();
+    m_loop.schedule(
+        preparedLifetime, [this, alive = std::weak_ptr(m_alive), count = ++m_preparedCount] {
+            if (alive.lock() && count == m_preparedCount)
+                m_prepared.reset();
+        });
 }
 
 std::optional<std::string> TextInserter::clipboardText() const

@@ -36,8 +36,10 @@ public:
     // that the insert need not wait for the clipboard's owner: on X11 each type read is a round
     // trip to that program, which may be slow to answer its first. With `contents`, every type,
     // to put back after the insert; else only the plain text. What was read serves until the
-    // clipboard changes.
+    // clipboard changes, and is forgotten after `preparedLifetime`: the rest of a trigger comes
+    // within seconds, and a secret on the clipboard is kept no longer than it must be.
     void prepare(bool contents);
+    static constexpr MainLoop::Milliseconds preparedLifetime { 10'000 };
     // The clipboard's plain text, as `prepare` read it if the clipboard has not changed since.
     std::optional<std::string> clipboardText() const;
 
@@ -60,6 +62,7 @@ private:
     MainLoop& m_loop;
     MainLoop::Milliseconds m_ignoreCapturesUntil {};
     std::optional<Prepared> m_prepared;
+    std::uint64_t m_preparedCount = 0; // Of prepare's reads, so that only the last one expires.
     // Outlived by nothing it schedules.
     std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);
 };

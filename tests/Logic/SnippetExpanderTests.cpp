@@ -165,6 +165,14 @@ TEST_F(ExpanderFixture, ReadsTheClipboardWhileTheTriggerIsTyped)
     model.settings().set(settings);
     EXPECT_EQ(readsAfter(" ;a"), 1u);
     EXPECT_EQ(readsAfter("ddr"), 0u);
+
+    // What was read ahead is forgotten after a while, and read again when needed.
+    loop.advance(1s);
+    EXPECT_EQ(readsAfter(" ;a"), 1u);
+    loop.advance(TextInserter::preparedLifetime - 1ms);
+    EXPECT_EQ(readsAfter("d"), 0u);
+    loop.advance(1ms);
+    EXPECT_EQ(readsAfter("dr"), 1u);
 }
 
 TEST_F(ExpanderFixture, TheBufferFollowsTheCaret)

@@ -62,8 +62,11 @@ void X11Focus::readEvents()
     while (auto* event = xcb_poll_for_event(m_connection)) {
         if ((event->response_type & ~0x80) == XCB_PROPERTY_NOTIFY) {
             auto* change = reinterpret_cast<xcb_property_notify_event_t*>(event);
+            // Only the properties read count: a toolkit sets the window's _NET_WM_USER_TIME on
+            // every key press, which would make every key press ask the server again.
             if ((change->window == m_root && change->atom == m_activeAtom)
-                || change->window == m_window)
+                || (change->window == m_window
+                    && (change->atom == XCB_ATOM_WM_CLASS || change->atom == m_nameAtom)))
                 m_isCurrent = false;
         }
         std::free(event);

@@ -177,16 +177,22 @@ const Json::Value workflowArguments = Json::parse(R"({"workflow": {"name": "Agen
     "connections": [{"from": "k", "to": "s"}, {"from": "s", "to": "c"}]}})")
                                           .value();
 
+// Before each transaction, another agent's helper rewrites the document: it removes the workflow
+// made the time before and renames one other workflow, a different one each time.
 void createWorkflowTransaction(benchmark::State& state, FileWriting& writer)
 {
     auto folder = freshFolder();
     auto document = documentFor(state);
+    auto workflows = decodeDocument<std::vector<Workflow>>(document)->value();
     FileAgentStore store(folder, {}, writer);
     ProcessScriptRunner scripts;
     AgentTools tools(store, scripts);
+    std::size_t renamed = 0;
     for (auto _ : state) {
         state.PauseTiming();
-        writeDocument(folder, document);
+        auto rewritten = workflows;
+        rewritten[renamed++ % rewritten.size()].name += " (renamed)";
+        writeDocument(folder, encodeDocument(rewritten).value());
         state.ResumeTiming();
         auto result = tools.call("create_workflow", workflowArguments);
         if (result.isError)

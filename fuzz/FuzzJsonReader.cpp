@@ -6,7 +6,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
+#include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
@@ -22,6 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         zeph::verify(ours->dump() == theirs.dump());
     }
     auto elements = zeph::Json::Value::array();
+    std::vector<std::string> elementTexts;
     bool isArray = zeph::Json::parseEach(
         text, [&](zeph::Json::Value&& element, std::string_view elementText) {
             // An element's text is a part of the text that reads as the element alone.
@@ -29,9 +32,32 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 && elementText.data() + elementText.size() <= text.data() + text.size());
             zeph::verify(zeph::Json::parse(elementText) == element);
             elements.push_back(std::move(element));
+            elementTexts.emplace_back(elementText);
         });
     zeph::verify(isArray == (ours && ours->is_array()));
     if (isArray)
         zeph::verify(elements == *ours);
+    // Read again knowing the elements of the first reading, even of one that failed half-way, the
+    // text is refused or accepted as before, and the elements passed over and those parsed make up
+    // the same array.
+    zeph::Json::KnownElements known(elementTexts);
+    auto again = zeph::Json::Value::array();
+    bool isArrayAgain = zeph::Json::parseEach(
+        text,
+        [&](zeph::Json::Value&& element, std::string_view elementText) {
+            if (auto index = known.find(elementText))
+                zeph::verify(elementTexts[*index] == elementText);
+            again.push_back(std::move(element));
+        },
+        [&](std::string_view rest) -> std::size_t {
+            auto index = known.atStart(rest);
+            if (!index)
+                return 0;
+            again.push_back(elements[*index]);
+            return elementTexts[*index].size();
+        });
+    zeph::verify(isArrayAgain == isArray);
+    if (isArray)
+        zeph::verify(again == *ours);
     return 0;
 }

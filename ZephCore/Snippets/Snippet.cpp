@@ -159,7 +159,7 @@ Result<std::string> DocumentCoding<std::vector<SnippetCollection>>::encodeText(
 
 std::optional<Result<std::vector<SnippetCollection>>>
 DocumentCoding<std::vector<SnippetCollection>>::decodeText(
-    std::string_view text, std::vector<std::string_view>* recordTexts)
+    std::string_view text, Json::RecordTexts<SnippetCollection>* recordTexts)
 {
     return Json::decodeArrayText<SnippetCollection>(
         text, "collection", snippetCollectionFromJSON, recordTexts);

@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace zeph {
@@ -50,11 +51,10 @@ public:
         std::string bytes {};
     };
     Contents read() const;
-    // The document in the bytes; the error names the file. A list of records also gives each
-    // record's text to `recordTexts`.
-    template <typename Document>
-    Result<Document> decode(
-        std::string_view bytes, std::vector<std::string_view>* recordTexts = nullptr) const
+    // The document in the bytes; the error names the file. A list of records also takes and gives
+    // `recordTexts`, as decodeDocument does.
+    template <typename Document, typename Records = std::nullptr_t>
+    Result<Document> decode(std::string_view bytes, Records recordTexts = nullptr) const
     {
         auto document = decodeDocument<Document>(bytes, recordTexts);
         if (!document)
@@ -228,24 +228,16 @@ private:
     std::optional<Document> take(DocumentFile::Contents contents)
     {
         m_hasLoaded = true;
-        m_cached.reset();
+        auto known = std::exchange(m_cached, std::nullopt);
+        auto knownTexts = std::exchange(m_recordTexts, {});
         m_text.reset();
-        m_recordTexts.clear();
         m_mustSetAside = contents.found == DocumentFile::Found::unreadable;
         setLastError(std::nullopt);
         if (contents.found != DocumentFile::Found::bytes)
             return std::nullopt;
-        std::vector<std::string_view> recordTexts;
-        auto document
-            = m_file.decode<Document>(contents.bytes, m_keepsText ? &recordTexts : nullptr);
+        auto document = decodeTaking(contents.bytes, known, knownTexts);
         if (document) {
             m_cached = std::move(*document);
-            if constexpr (RecordList<Document>) {
-                // Another writer's formatting of a record, if it had its own, stays until the
-                // record changes: it decodes to the same record all the same.
-                if (recordTexts.size() == m_cached->size())
-                    m_recordTexts.assign(recordTexts.begin(), recordTexts.end());
-            }
             if (m_keepsText)
                 m_text = std::move(contents.bytes);
             return m_cached;
@@ -253,6 +245,27 @@ private:
         setLastError(document.error());
         m_mustSetAside = !m_file.setAside();
         return std::nullopt;
+    }
+
+    // A list of records read by a store that keeps texts is read with the records it had, which
+    // another writer most often left as they were, and keeps each record's text.
+    Result<Document> decodeTaking(std::string_view bytes, std::optional<Document>& known,
+        const std::vector<std::string>& knownTexts)
+    {
+        if constexpr (RecordList<Document>) {
+            if (m_keepsText) {
+                Json::RecordTexts<typename Document::value_type> recordTexts {
+                    .known = known ? &*known : nullptr, .knownTexts = &knownTexts
+                };
+                auto document = m_file.decode<Document>(bytes, &recordTexts);
+                // Another writer's formatting of a record, if it had its own, stays until the
+                // record changes: it decodes to the same record all the same.
+                if (document && recordTexts.texts.size() == document->size())
+                    m_recordTexts.assign(recordTexts.texts.begin(), recordTexts.texts.end());
+                return document;
+            }
+        }
+        return m_file.decode<Document>(bytes);
     }
 
     void setLastError(std::optional<Error> error)

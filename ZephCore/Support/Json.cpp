@@ -4,6 +4,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 namespace zeph::Json {
@@ -302,6 +303,51 @@ Error fieldError(const Value& object, const char* key, const char* expected)
     if (!object.contains(key))
         return Error { std::string("\"") + key + "\" is missing." };
     return Error { std::string("\"") + key + "\" must be " + expected + "." };
+}
+
+KnownElements::KnownElements(const std::vector<std::string>& texts)
+    : m_texts(texts)
+    , m_isTaken(texts.size())
+{
+}
+
+std::optional<std::size_t> KnownElements::atStart(std::string_view rest)
+{
+    if (m_next >= m_texts.size() || m_isTaken[m_next])
+        return std::nullopt;
+    auto& text = m_texts[m_next];
+    // The byte after it must end the element (a NUL byte ends the text), or a number would be
+    // known by its first digits.
+    if (!rest.starts_with(text)
+        || (rest.size() > text.size() && !std::strchr(" \t\r\n,]", rest[text.size()])))
+        return std::nullopt;
+    return take(m_next);
+}
+
+std::optional<std::size_t> KnownElements::find(std::string_view text)
+{
+    if (m_indices.empty()) {
+        m_indices.reserve(m_texts.size());
+        for (std::size_t index = 0; index < m_texts.size(); ++index)
+            m_indices.emplace(m_texts[index], index);
+    }
+    // Of equal texts, the first one not taken, so that repeated elements keep their order.
+    std::optional<std::size_t> earliest;
+    auto [first, last] = m_indices.equal_range(text);
+    for (auto found = first; found != last; ++found) {
+        if (!m_isTaken[found->second] && (!earliest || found->second < *earliest))
+            earliest = found->second;
+    }
+    if (!earliest)
+        return std::nullopt;
+    return take(*earliest);
+}
+
+std::optional<std::size_t> KnownElements::take(std::size_t index)
+{
+    m_isTaken[index] = true;
+    m_next = index + 1;
+    return index;
 }
 
 Error elementError(const char* noun, std::size_t index, const Error& error)

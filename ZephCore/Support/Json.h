@@ -10,6 +10,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -28,8 +29,33 @@ std::optional<Value> parse(std::string_view text);
 // and dropping it afterwards, so that a long document never stands as one tree: building and
 // freeing that tree is most of reading one. `each` also gets the element's own text, from its
 // first byte to its last. False when `parse` would refuse the text or the text is not an array;
-// `each` has then seen the elements before the fault.
-bool parseEach(std::string_view text, const std::function<void(Value&&, std::string_view)>& each);
+// `each` has then seen the elements before the fault. `skip`, when given, sees the rest of the text
+// where each element starts and may claim the element there as one it already knows, returning its
+// length: those bytes, which must be one JSON value, are then passed over without being parsed.
+bool parseEach(std::string_view text, const std::function<void(Value&&, std::string_view)>& each,
+    const std::function<std::size_t(std::string_view)>& skip = {});
+
+// The elements of an array read before, by their texts, for reading the array again: an element
+// with the very bytes of one read before is that element again. Elements are looked for in their
+// old order first, which costs one comparison of bytes each while the order holds; each is found
+// once at most, so that two equal texts stay two elements.
+class KnownElements {
+public:
+    explicit KnownElements(const std::vector<std::string>& texts);
+    // The known element that `rest` begins with, when it is the one after the last found.
+    std::optional<std::size_t> atStart(std::string_view rest);
+    // The known element whose text is `text`, wherever it stood.
+    std::optional<std::size_t> find(std::string_view text);
+
+private:
+    std::optional<std::size_t> take(std::size_t index);
+
+    const std::vector<std::string>& m_texts;
+    // Filled when the old order first fails.
+    std::unordered_multimap<std::string_view, std::size_t> m_indices;
+    std::vector<bool> m_isTaken;
+    std::size_t m_next = 0;
+};
 
 // Whether arrays and objects in `text` nest deeper than `depth`, judged from the bytes alone. Text
 // from outside is checked before it is parsed, for printing a parsed value recurses once for each
@@ -205,35 +231,72 @@ Result<std::vector<Record>> decodeArray(
     return records;
 }
 
+// What a reader of a list of records gives and gets beside the list.
+template <typename Record> struct RecordTexts {
+    // The records of an earlier reading or writing, each with its text: a record whose bytes come
+    // back is that record again, moved from here, neither parsed nor decoded, so that reading a
+    // long list that someone else has just rewritten costs what changed.
+    std::vector<Record>* known = nullptr;
+    const std::vector<std::string>* knownTexts = nullptr;
+    // The text of each record read, within the text read.
+    std::vector<std::string_view> texts {};
+};
+
 // `decodeArray` straight from the text, one element's tree at a time. Nothing when the text is not
 // a JSON array: parsing it whole then tells what is wrong, with the same message as ever. With
-// `recordTexts`, a decoded list also gives the text of each record within `text`.
+// `recordTexts`, a decoded list also gives the text of each record within `text`, and takes the
+// records that it knows from there.
 template <typename Record, typename Decode>
 std::optional<Result<std::vector<Record>>> decodeArrayText(std::string_view text, const char* noun,
-    Decode decode, std::vector<std::string_view>* recordTexts = nullptr)
+    Decode decode, RecordTexts<Record>* recordTexts = nullptr)
 {
     std::vector<Record> records;
     std::vector<std::string_view> texts;
     std::optional<Error> error;
+    std::optional<KnownElements> known;
+    if (recordTexts && recordTexts->known && recordTexts->knownTexts
+        && recordTexts->known->size() == recordTexts->knownTexts->size())
+        known.emplace(*recordTexts->knownTexts);
+    auto reuse = [&](std::size_t index, std::string_view elementText) {
+        records.push_back(std::move((*recordTexts->known)[index]));
+        texts.push_back(elementText);
+    };
+    std::function<std::size_t(std::string_view)> skip;
+    if (known) {
+        skip = [&](std::string_view rest) -> std::size_t {
+            auto index = known->atStart(rest);
+            if (!index || error)
+                return 0;
+            auto length = (*recordTexts->knownTexts)[*index].size();
+            reuse(*index, rest.substr(0, length));
+            return length;
+        };
+    }
     // After a failed record the rest is still parsed: text that is not JSON is that error first.
-    bool isArray = parseEach(text, [&](Value&& element, std::string_view elementText) {
-        if (error)
-            return;
-        auto record = decode(element);
-        if (!record) {
-            error = elementError(noun, records.size(), record.error());
-            return;
-        }
-        records.push_back(std::move(*record));
-        if (recordTexts)
+    bool isArray = parseEach(
+        text,
+        [&](Value&& element, std::string_view elementText) {
+            if (error)
+                return;
+            if (known) {
+                if (auto index = known->find(elementText))
+                    return reuse(*index, elementText);
+            }
+            auto record = decode(element);
+            if (!record) {
+                error = elementError(noun, records.size(), record.error());
+                return;
+            }
+            records.push_back(std::move(*record));
             texts.push_back(elementText);
-    });
+        },
+        skip);
     if (!isArray)
         return std::nullopt;
     if (error)
         return Result<std::vector<Record>>(std::move(*error));
     if (recordTexts)
-        *recordTexts = std::move(texts);
+        recordTexts->texts = std::move(texts);
     return Result<std::vector<Record>>(std::move(records));
 }
 
@@ -281,10 +344,10 @@ template <typename Document> Result<std::string> encodeDocument(const Document& 
 }
 
 // The document in `text`, read a record at a time where the document knows how; nothing when the
-// text is not JSON at all. Such a document also gives each record's text to `recordTexts`.
-template <typename Document>
-std::optional<Result<Document>> decodeDocument(
-    std::string_view text, std::vector<std::string_view>* recordTexts = nullptr)
+// text is not JSON at all. Such a document also takes and gives `recordTexts`, a
+// Json::RecordTexts of its records.
+template <typename Document, typename Records = std::nullptr_t>
+std::optional<Result<Document>> decodeDocument(std::string_view text, Records recordTexts = nullptr)
 {
     using Coding = DocumentCoding<Document>;
     if constexpr (requires { Coding::decodeText(text, recordTexts); }) {

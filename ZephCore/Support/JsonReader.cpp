@@ -41,7 +41,8 @@ public:
         return root;
     }
 
-    bool readEach(const std::function<void(Value&&, std::string_view)>& each)
+    bool readEach(const std::function<void(Value&&, std::string_view)>& each,
+        const std::function<std::size_t(std::string_view)>& skip)
     {
         skipByteOrderMark();
         skipSpace();
@@ -56,10 +57,16 @@ public:
         for (;;) {
             skipSpace();
             auto start = m_at;
-            Value element;
-            if (!readWhole(element))
-                return false;
-            each(std::move(element), std::string_view(start, m_at - start));
+            auto rest = std::string_view(m_at, static_cast<std::size_t>(m_end - m_at));
+            if (auto known = skip ? skip(rest) : 0) {
+                verify(known <= rest.size());
+                m_at += known;
+            } else {
+                Value element;
+                if (!readWhole(element))
+                    return false;
+                each(std::move(element), std::string_view(start, m_at - start));
+            }
             skipSpace();
             if (m_at == m_end)
                 return false;
@@ -365,9 +372,10 @@ std::optional<Value> parse(std::string_view text)
     return Reader(text).read();
 }
 
-bool parseEach(std::string_view text, const std::function<void(Value&&, std::string_view)>& each)
+bool parseEach(std::string_view text, const std::function<void(Value&&, std::string_view)>& each,
+    const std::function<std::size_t(std::string_view)>& skip)
 {
-    return Reader(text).readEach(each);
+    return Reader(text).readEach(each, skip);
 }
 
 } // namespace zeph::Json

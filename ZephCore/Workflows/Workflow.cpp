@@ -281,7 +281,7 @@ Result<std::string> DocumentCoding<std::vector<Workflow>>::encodeText(
 }
 
 std::optional<Result<std::vector<Workflow>>> DocumentCoding<std::vector<Workflow>>::decodeText(
-    std::string_view text, std::vector<std::string_view>* recordTexts)
+    std::string_view text, Json::RecordTexts<Workflow>* recordTexts)
 {
     return Json::decodeArrayText<Workflow>(text, "workflow", workflowFromJSON, recordTexts);
 }

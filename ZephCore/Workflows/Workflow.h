@@ -114,9 +114,9 @@ template <> struct DocumentCoding<std::vector<Workflow>> {
     static Json::Value encode(const std::vector<Workflow>& workflows);
     static Result<std::vector<Workflow>> decode(const Json::Value& json);
     // The same from the text, without the whole tree; nothing when the text is no array. With
-    // `recordTexts`, also the text of each record.
+    // `recordTexts`, also the text of each record, and the records known from there.
     static std::optional<Result<std::vector<Workflow>>> decodeText(
-        std::string_view text, std::vector<std::string_view>* recordTexts = nullptr);
+        std::string_view text, Json::RecordTexts<Workflow>* recordTexts = nullptr);
     // The document's text, without the whole tree.
     static Result<std::string> encodeText(const std::vector<Workflow>& workflows);
 };

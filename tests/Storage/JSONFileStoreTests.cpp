@@ -236,6 +236,45 @@ TEST(JSONFileStore, RecordsReadAgainKeepTheirBytesUntilTheyChange)
     EXPECT_EQ(JSONFileStore<Collections>("snippets.json", folder.path()).load(), read);
 }
 
+// Read again after another writer moved, dropped, repeated and added records, a record whose bytes
+// came back is the record read before: one without an id keeps the id it was given, which decoding
+// it afresh would not. A new record with a fault is named by its place all the same.
+TEST(JSONFileStore, RecordsThatComeBackAreTheRecordsReadBefore)
+{
+    using Collections = std::vector<SnippetCollection>;
+    TemporaryDirectory folder;
+    std::string a = R"({"name": "A", "snippets": []})";
+    std::string b = R"({"name": "B", "snippets": []})";
+    std::string c = R"({"id": "c", "name": "C", "snippets": []})";
+    writeFile(folder / "snippets.json", "[" + a + ", " + b + ",\n" + b + ", " + c + "]");
+    JSONFileStore<Collections> store("snippets.json", folder.path());
+    auto first = store.reload().value();
+    ASSERT_EQ(first.size(), 4u);
+
+    writeFile(folder / "snippets.json",
+        "[" + c + ", " + b + R"(, {"name": "New", "snippets": []}, )" + a + ", " + b + ", " + b
+            + "]");
+    auto second = store.reload().value();
+    ASSERT_EQ(second.size(), 6u);
+    std::vector<std::string> names;
+    for (auto& collection : second)
+        names.push_back(collection.name);
+    EXPECT_EQ(names, (std::vector<std::string> { "C", "B", "New", "A", "B", "B" }));
+    EXPECT_EQ(second[0], first[3]);
+    EXPECT_EQ(second[1].id, first[1].id);
+    EXPECT_EQ(second[3].id, first[0].id);
+    EXPECT_EQ(second[4].id, first[2].id);
+    std::set<std::string> ids;
+    for (auto& collection : second)
+        ids.insert(collection.id);
+    EXPECT_EQ(ids.size(), 6u);
+
+    writeFile(folder / "snippets.json", "[" + c + ", " + b + R"(, {"isEnabled": "yes"}])");
+    EXPECT_EQ(store.reload(), std::nullopt);
+    EXPECT_EQ(store.lastError()->message,
+        "snippets.json is not valid: collection 3: \"isEnabled\" must be true or false.");
+}
+
 TEST(JSONFileStore, ASecondCorruptEpisodeReplacesTheFirstSidecar)
 {
     TemporaryDirectory folder;

@@ -139,6 +139,36 @@ TEST(JsonReader, ReadsAnArrayElementByElementAsWhole)
         elementTexts, (std::vector<std::string_view> { "{\"a\": [1, 2]}", "\"s\"", "3.5e1" }));
 }
 
+// Elements known from an earlier reading are found by their bytes, in the old order first and then
+// anywhere, once each; a longer number or a bare prefix is not the element it begins with.
+TEST(JsonReader, KnowsElementsReadBefore)
+{
+    std::vector<std::string> elements { "1", "{\"a\": 2}", "\"s\"", "\"s\"" };
+    Json::KnownElements known(elements);
+    EXPECT_EQ(known.atStart("12, 1]"), std::nullopt);
+    EXPECT_EQ(known.atStart("1.5]"), std::nullopt);
+    EXPECT_EQ(known.atStart("1 ,{\"a\": 2}]"), 0u);
+    EXPECT_EQ(known.atStart("1]"), std::nullopt);
+    EXPECT_EQ(known.atStart("{\"a\":2}]"), std::nullopt);
+    EXPECT_EQ(known.find("\"s\""), 2u);
+    EXPECT_EQ(known.atStart("\"s\"]"), 3u);
+    EXPECT_EQ(known.find("\"s\""), std::nullopt);
+    EXPECT_EQ(known.find("{\"a\": 2}"), 1u);
+    EXPECT_EQ(known.atStart("{\"a\": 2}"), std::nullopt);
+
+    // Passed over, a known element still needs its comma, and the array its end.
+    for (std::string_view text : { "[1 {\"a\": 2}]", "[1, {\"a\": 2}", "[{\"a\": 2}, 1, ]" }) {
+        Json::KnownElements again(elements);
+        EXPECT_FALSE(Json::parseEach(
+            text, [](Value&&, std::string_view) {},
+            [&](std::string_view rest) -> std::size_t {
+                auto index = again.atStart(rest);
+                return index ? elements[*index].size() : 0;
+            }))
+            << text;
+    }
+}
+
 TEST(JsonReader, NestsDeeplyWithoutRecursion)
 {
     std::string text(200'000, '[');

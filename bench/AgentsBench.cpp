@@ -244,6 +244,37 @@ void createWorkflowUnsynced(benchmark::State& state)
 }
 BENCHMARK(createWorkflowUnsynced)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
+// The first create_workflow of a helper just started, timed from its initialize reply: the helper
+// reads the documents on a thread of its own as it starts, and the call waits for what is left of
+// that reading.
+void createWorkflowInAFreshHelper(benchmark::State& state)
+{
+    auto folder = freshFolder();
+    auto document = documentFor(state);
+    auto call = Json::Value { { "jsonrpc", "2.0" }, { "id", 2 }, { "method", "tools/call" },
+        { "params", { { "name", "create_workflow" }, { "arguments", workflowArguments } } } }
+                    .dump()
+        + "\n";
+    for (auto _ : state) {
+        writeDocument(folder, document);
+        Helper helper(folder);
+        helper.exchange(initializeLine);
+        auto start = Clock::now();
+        auto reply = helper.exchange(call);
+        state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+        if (reply.find("\"isError\":true") != std::string::npos)
+            state.SkipWithError(reply.c_str());
+    }
+    label(state, document);
+    std::filesystem::remove_all(folder);
+}
+BENCHMARK(createWorkflowInAFreshHelper)
+    ->Arg(0)
+    ->Arg(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime()
+    ->MinTime(2.0);
+
 // The parts: the lock and the fresh read of both documents; the copy kept for the comparison and
 // the comparison itself; the document's text.
 void lockAndRead(benchmark::State& state)

@@ -97,6 +97,10 @@ if text_field:
     window = subprocess.run(["xdotool", "search", "--onlyvisible", "--name", "^Zeph Test Field$"],
                             env=environment, capture_output=True, text=True).stdout.split()
     subprocess.run(["xdotool", "windowfocus", "--sync", window[0]], env=environment)
+    # The field named the active window, as a window manager would name it: the expander asks who
+    # has the focus on every key press that types.
+    subprocess.run(["xprop", "-root", "-f", "_NET_ACTIVE_WINDOW", "32x", "-set", "_NET_ACTIVE_WINDOW",
+                    window[0]], env=environment)
     time.sleep(1.0)  # The copy the field makes at start is behind us.
     subprocess.run(["xdotool", "type", "--delay", "20",
                     "The quick brown fox jumps over the lazy dog; then it rests a while. " * 3],

@@ -45,8 +45,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     bool isArrayAgain = zeph::Json::parseEach(
         text,
         [&](zeph::Json::Value&& element, std::string_view elementText) {
+            // An element found by its text is the element read from that text before.
             if (auto index = known.find(elementText))
-                zeph::verify(elementTexts[*index] == elementText);
+                zeph::verify(elements[*index] == element);
             again.push_back(std::move(element));
         },
         [&](std::string_view rest) -> std::size_t {

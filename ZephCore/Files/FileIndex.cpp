@@ -5,6 +5,7 @@
 #include "Files/IndexWriter.h"
 #include "Files/RecentlyUsed.h"
 #include "Storage/Paths.h"
+#include "Support/FileLock.h"
 #include "Support/Verify.h"
 
 #include <algorithm>
@@ -99,14 +100,16 @@ std::string journalMode(sqlite3* database, const char* mode)
 
 enum class Soundness { sound, unsound, busy };
 
-// Opens and checks one file: a database, ours, of this version, and not left half built. (Reading
-// the whole index to prove it sound would cost more than the query it serves; SQLite reports damage
-// when it meets it.)
-Soundness openChecked(const fs::path& file, sqlite3*& database)
+// One look at the file, without writing to it: the file may be another process's, half created
+// or in the middle of a build. Sound means a database, ours, of this version and not left half
+// built. (Reading the whole index to prove it sound would cost more than the query it serves;
+// SQLite reports damage when it meets it.) Busy means another process holds it; anything else
+// SQLite says is unsound, to be looked at again by the one process allowed to repair it.
+Soundness examine(const fs::path& file, sqlite3*& database)
 {
     database = nullptr;
-    if (sqlite3_open_v2(file.c_str(), &database,
-            SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr)
+    if (sqlite3_open_v2(
+            file.c_str(), &database, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr)
         != SQLITE_OK) {
         sqlite3_close(database);
         database = nullptr;
@@ -114,32 +117,46 @@ Soundness openChecked(const fs::path& file, sqlite3*& database)
     }
     sqlite3_busy_timeout(database, 5000);
     sqlite3_extended_result_codes(database, 1);
-    bool isSound = execute(database, "PRAGMA synchronous = NORMAL")
-        && journalMode(database, "WAL") == "wal" && execute(database, schema);
-    if (isSound) {
-        auto owner = metaValue(database, "application");
-        if (!owner) {
-            // A fresh file: nothing but our own empty tables in it.
-            SQLiteStatement count(database, "SELECT count(*) FROM files");
-            isSound = count && count.step() && count.integer(0) == 0
-                && setMeta(database, "application", applicationID)
-                && setMeta(database, "schemaVersion", std::to_string(schemaVersion))
-                && setMeta(database, "complete", "1");
-        } else {
-            isSound = owner == applicationID
-                && metaValue(database, "schemaVersion") == std::to_string(schemaVersion)
-                && metaValue(database, "complete") == "1";
+    auto soundness = [database] {
+        std::unordered_map<std::string, std::string> meta;
+        SQLiteStatement select(database, "SELECT key, value FROM meta");
+        bool isRead = execute(database, "PRAGMA synchronous = NORMAL") && select;
+        while (isRead && select.step())
+            meta.emplace(select.text(0), select.text(1));
+        if (!isRead || !select.isDone()) {
+            auto code = sqlite3_errcode(database) & 0xff;
+            return code == SQLITE_BUSY || code == SQLITE_LOCKED ? Soundness::busy
+                                                                : Soundness::unsound;
         }
-    }
-    auto code = sqlite3_errcode(database);
-    if (!isSound) {
+        if (meta["application"] != applicationID
+            || meta["schemaVersion"] != std::to_string(schemaVersion) || meta["complete"] != "1")
+            return Soundness::unsound;
+        // A finished index is in WAL mode already; only a build without a journal, which holds
+        // the file alone, keeps it from being so.
+        return journalMode(database, "WAL") == "wal" ? Soundness::sound : Soundness::busy;
+    }();
+    if (soundness != Soundness::sound) {
         sqlite3_close(database);
         database = nullptr;
-        if (code == SQLITE_BUSY || code == SQLITE_LOCKED)
-            return Soundness::busy;
-        return Soundness::unsound;
     }
-    return Soundness::sound;
+    return soundness;
+}
+
+// An empty index, written in one transaction, so that a crash cannot leave a file that looks
+// finished without its tables.
+bool create(const fs::path& file)
+{
+    sqlite3* database = nullptr;
+    bool isCreated = sqlite3_open_v2(file.c_str(), &database,
+                         SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr)
+            == SQLITE_OK
+        && sqlite3_busy_timeout(database, 5000) == SQLITE_OK
+        && journalMode(database, "WAL") == "wal" && execute(database, "BEGIN IMMEDIATE")
+        && execute(database, schema) && setMeta(database, "application", applicationID)
+        && setMeta(database, "schemaVersion", std::to_string(schemaVersion))
+        && setMeta(database, "complete", "1") && execute(database, "COMMIT");
+    sqlite3_close(database);
+    return isCreated;
 }
 
 // Listing folders is mostly the kernel's work on each entry; it scales with the cores.
@@ -274,10 +291,17 @@ std::string joinedPath(std::string_view folder, std::string_view name)
 Result<std::unique_ptr<FileIndex>> FileIndex::open(const fs::path& file)
 {
     sqlite3* database = nullptr;
-    auto soundness = openChecked(file, database);
-    if (soundness == Soundness::busy)
-        return Error { "The file index " + file.string()
-            + " is being built by another process; try again when it is done." };
+    auto soundness = examine(file, database);
+    std::optional<FileLock> lock;
+    if (soundness == Soundness::unsound) {
+        // One process at a time creates or sets aside, and looks again first: what it saw may
+        // have been another process's file half created, since finished.
+        auto locked = FileLock::acquire(file.string() + ".lock");
+        if (!locked)
+            return locked.error();
+        lock = std::move(*locked);
+        soundness = examine(file, database);
+    }
     if (soundness == Soundness::unsound) {
         // Damaged, unfinished, foreign or of another version: keep it for a look, start afresh.
         std::error_code error;
@@ -289,8 +313,12 @@ Result<std::unique_ptr<FileIndex>> FileIndex::open(const fs::path& file)
             companion += suffix;
             fs::remove(companion, error);
         }
-        soundness = openChecked(file, database);
+        if (create(file))
+            soundness = examine(file, database);
     }
+    if (soundness == Soundness::busy)
+        return Error { "The file index " + file.string()
+            + " is being built by another process; try again when it is done." };
     if (soundness != Soundness::sound)
         return Error { "The file index " + file.string() + " cannot be opened or created." };
     return std::unique_ptr<FileIndex>(new FileIndex(database, file));

@@ -64,7 +64,9 @@ public:
     using ProgressReport = std::function<void(const Progress&)>;
 
     // Opens the index, creating it when missing. A file that is damaged, unfinished or that another
-    // program made is set aside as "<name>.corrupt" and a fresh index takes its place.
+    // program made is set aside as "<name>.corrupt" and a fresh index takes its place. Opening
+    // never writes to a sound file, and only one process at a time, under "<name>.lock", creates
+    // or sets aside, so that processes opening at once never take another's file for a bad one.
     static Result<std::unique_ptr<FileIndex>> open(const std::filesystem::path& file);
     ~FileIndex();
     FileIndex(const FileIndex&) = delete;

@@ -335,6 +335,37 @@ TEST(FileIndex, AFileAnotherProcessHoldsIsLeftAlone)
     sqlite3_close(database);
 }
 
+TEST(FileIndex, OpenersRacingOverAFreshFileNeverSetItAside)
+{
+    TemporaryDirectory folder;
+    makeFile(folder / "root/a.txt");
+    auto file = folder / "index.sqlite";
+    for (int round = 0; round < 30; ++round) {
+        for (auto suffix : { "", "-wal", "-shm" })
+            fs::remove(file.string() + suffix);
+        // One builds, as a watcher does, while the others open the file as searches do.
+        std::vector<std::thread> openers;
+        openers.emplace_back([&] {
+            auto index = FileIndex::open(file);
+            ASSERT_TRUE(index) << index.error().message;
+            EXPECT_TRUE((*index)->update(scopeOf(folder / "root"), testNow));
+        });
+        for (int opener = 0; opener < 6; ++opener) {
+            openers.emplace_back([&] {
+                auto index = FileIndex::open(file);
+                if (!index) {
+                    EXPECT_NE(index.error().message.find("being built"), std::string::npos)
+                        << index.error().message;
+                }
+            });
+        }
+        for (auto& opener : openers)
+            opener.join();
+        ASSERT_FALSE(fs::exists(folder / "index.sqlite.corrupt")) << "round " << round;
+        ASSERT_EQ(openIndex(file)->status().files, 1) << "round " << round;
+    }
+}
+
 TEST(FileIndex, AHundredThousandFiles)
 {
     TemporaryDirectory tree;

@@ -106,13 +106,19 @@ TEST(IndexCommand, WatchingFollowsChangesUntilTerminated)
         execl(ZEPH_EXECUTABLE, ZEPH_EXECUTABLE, "index", "--watch", nullptr);
         _exit(127);
     }
-    auto eventually = [&](std::vector<std::string> arguments, int exitCode) {
+    // Waits for the answer; on failure, says what the last try and the watcher printed.
+    auto eventually
+        = [&](std::vector<std::string> arguments, int exitCode) -> testing::AssertionResult {
+        std::string last;
         for (int step = 0; step < 200; ++step) {
-            if (run(arguments).exitCode == exitCode)
-                return true;
+            auto outcome = run(arguments);
+            if (outcome.exitCode == exitCode)
+                return testing::AssertionSuccess();
+            last = "exit " + std::to_string(outcome.exitCode) + ": " + outcome.errors;
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
         }
-        return false;
+        return testing::AssertionFailure()
+            << last << "\nwatcher: " << CommandLineTesting::readWhole(errors.string());
     };
     EXPECT_TRUE(eventually({ "files", "draft" }, 0));
     std::filesystem::rename(
@@ -121,6 +127,7 @@ TEST(IndexCommand, WatchingFollowsChangesUntilTerminated)
     EXPECT_TRUE(eventually({ "files", "draft" }, 1));
     EXPECT_NE(run({ "index", "status" }).output.find("Watched folders: 2 (0 rescanned instead)"),
         std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(run.path() / "files.sqlite.corrupt"));
 
     kill(child, SIGTERM);
     int status = 0;

@@ -132,9 +132,10 @@ def figures(label):
     return values
 
 
-def took(label):
-    return sorted(float(m.group(1)) for line in lines
-                  if (m := re.search(rf"{label} took ([0-9.]+) µs", line)))
+def took(label, on_cpu=False):
+    pattern = rf"{label} took ([0-9.]+) µs" + (r" \(([0-9.]+) µs on the CPU\)" if on_cpu else "")
+    return sorted(float(m.group(2 if on_cpu else 1)) for line in lines
+                  if (m := re.search(pattern, line)))
 
 
 shows = figures("hot key")[2:]  # The first shows load fonts and icons: warm ones only.
@@ -156,7 +157,10 @@ if text_field:
                          "the clipboard read whole (ahead of an expansion, once for each copy)"),
                         ("an expansion, from its last key to the paste chord,",
                          "expansion, last trigger key to the paste chord posted")):
-        values = took(label)
+        values, on_cpu = took(label), took(label, on_cpu=True)
         if values:
             print(f"{name} ({len(values)}): median {statistics.median(values):.1f} µs, "
                   f"p99 {p99(values):.1f} µs, max {max(values):.1f} µs")
+        if on_cpu:
+            print(f"    of it on the main thread's CPU: median {statistics.median(on_cpu):.1f} µs, "
+                  f"p99 {p99(on_cpu):.1f} µs, max {max(on_cpu):.1f} µs")

@@ -151,6 +151,10 @@ void X11KeyEvents::loadKeymap()
         xkb_keymap_unref(m_keymap);
     m_keymap = keymap;
     m_state = state;
+    m_modifierIndices = { xkb_keymap_mod_get_index(keymap, XKB_MOD_NAME_CTRL),
+        xkb_keymap_mod_get_index(keymap, XKB_MOD_NAME_ALT),
+        xkb_keymap_mod_get_index(keymap, XKB_MOD_NAME_SHIFT),
+        xkb_keymap_mod_get_index(keymap, XKB_MOD_NAME_LOGO) };
 }
 
 void X11KeyEvents::select(bool isOn)
@@ -224,18 +228,16 @@ void X11KeyEvents::keyPressed(std::uint32_t keyCode, std::uint16_t sourceDevice)
         return;
     KeyPress press;
     press.isSynthetic = sourceDevice == m_xtestKeyboard && m_injector.takeInjectedPress();
-    auto active = [&](const char* name) {
-        return xkb_state_mod_name_is_active(m_state, name, XKB_STATE_MODS_EFFECTIVE) > 0;
-    };
     // The program's bits in the Linux habit: Ctrl is `command`, Super `control`.
-    if (active(XKB_MOD_NAME_CTRL))
-        press.modifiers |= KeyCombo::Modifiers::command;
-    if (active(XKB_MOD_NAME_ALT))
-        press.modifiers |= KeyCombo::Modifiers::option;
-    if (active(XKB_MOD_NAME_SHIFT))
-        press.modifiers |= KeyCombo::Modifiers::shift;
-    if (active(XKB_MOD_NAME_LOGO))
-        press.modifiers |= KeyCombo::Modifiers::control;
+    const std::array bits { KeyCombo::Modifiers::command, KeyCombo::Modifiers::option,
+        KeyCombo::Modifiers::shift, KeyCombo::Modifiers::control };
+    for (std::size_t modifier = 0; modifier < bits.size(); ++modifier) {
+        // A modifier the keymap lacks has an invalid index, which is never active.
+        if (xkb_state_mod_index_is_active(
+                m_state, m_modifierIndices[modifier], XKB_STATE_MODS_EFFECTIVE)
+            > 0)
+            press.modifiers |= bits[modifier];
+    }
     // The key's name comes from its first level, whatever the modifiers make of it.
     const xkb_keysym_t* levelSyms = nullptr;
     auto layout = xkb_state_key_get_layout(m_state, keyCode);

@@ -98,13 +98,14 @@ std::string journalMode(sqlite3* database, const char* mode)
     return pragma && pragma.step() ? std::string(pragma.text(0)) : std::string();
 }
 
-enum class Soundness { sound, unsound, busy };
+enum class Soundness { sound, unsound, unreadable, busy };
 
 // One look at the file, without writing to it: the file may be another process's, half created
 // or in the middle of a build. Sound means a database, ours, of this version and not left half
 // built. (Reading the whole index to prove it sound would cost more than the query it serves;
-// SQLite reports damage when it meets it.) Busy means another process holds it; anything else
-// SQLite says is unsound, to be looked at again by the one process allowed to repair it.
+// SQLite reports damage when it meets it.) Unsound means missing, not a database, damaged, or
+// not ours; busy, that another process holds it; unreadable, any other failure (input and
+// output, memory), which is no reason to set a file aside.
 Soundness examine(const fs::path& file, sqlite3*& database)
 {
     database = nullptr;
@@ -113,21 +114,33 @@ Soundness examine(const fs::path& file, sqlite3*& database)
         != SQLITE_OK) {
         sqlite3_close(database);
         database = nullptr;
-        return Soundness::unsound;
+        std::error_code error;
+        return fs::exists(file, error) ? Soundness::unreadable : Soundness::unsound;
     }
     sqlite3_busy_timeout(database, 5000);
     sqlite3_extended_result_codes(database, 1);
     auto soundness = [database] {
+        auto failure = [database] {
+            switch (sqlite3_errcode(database) & 0xff) {
+            case SQLITE_BUSY:
+            case SQLITE_LOCKED:
+                return Soundness::busy;
+            case SQLITE_ERROR: // No such table: another program's database, or an empty file.
+            case SQLITE_NOTADB:
+            case SQLITE_CORRUPT:
+                return Soundness::unsound;
+            default:
+                return Soundness::unreadable;
+            }
+        };
+        if (!execute(database, "PRAGMA synchronous = NORMAL"))
+            return failure();
         std::unordered_map<std::string, std::string> meta;
         SQLiteStatement select(database, "SELECT key, value FROM meta");
-        bool isRead = execute(database, "PRAGMA synchronous = NORMAL") && select;
-        while (isRead && select.step())
+        while (select && select.step())
             meta.emplace(select.text(0), select.text(1));
-        if (!isRead || !select.isDone()) {
-            auto code = sqlite3_errcode(database) & 0xff;
-            return code == SQLITE_BUSY || code == SQLITE_LOCKED ? Soundness::busy
-                                                                : Soundness::unsound;
-        }
+        if (!select || !select.isDone())
+            return failure();
         if (meta["application"] != applicationID
             || meta["schemaVersion"] != std::to_string(schemaVersion) || meta["complete"] != "1")
             return Soundness::unsound;
@@ -293,7 +306,7 @@ Result<std::unique_ptr<FileIndex>> FileIndex::open(const fs::path& file)
     sqlite3* database = nullptr;
     auto soundness = examine(file, database);
     std::optional<FileLock> lock;
-    if (soundness == Soundness::unsound) {
+    if (soundness == Soundness::unsound || soundness == Soundness::unreadable) {
         // One process at a time creates or sets aside, and looks again first: what it saw may
         // have been another process's file half created, since finished.
         auto locked = FileLock::acquire(file.string() + ".lock");

@@ -335,6 +335,22 @@ TEST(FileIndex, AFileAnotherProcessHoldsIsLeftAlone)
     sqlite3_close(database);
 }
 
+TEST(FileIndex, AFileItCannotReadIsLeftAlone)
+{
+    TemporaryDirectory folder;
+    auto file = folder / "index.sqlite";
+    makeFile(folder / "root/a.txt");
+    ASSERT_TRUE(openIndex(file)->update(scopeOf(folder / "root"), testNow));
+    // Its write-ahead log cannot be opened: no sign of damage to the index itself.
+    fs::create_directory(folder / "index.sqlite-wal");
+    auto index = FileIndex::open(file);
+    ASSERT_FALSE(index);
+    EXPECT_NE(index.error().message.find("cannot be opened"), std::string::npos);
+    EXPECT_FALSE(fs::exists(folder / "index.sqlite.corrupt"));
+    fs::remove(folder / "index.sqlite-wal");
+    EXPECT_EQ(openIndex(file)->status().files, 1);
+}
+
 TEST(FileIndex, OpenersRacingOverAFreshFileNeverSetItAside)
 {
     TemporaryDirectory folder;

@@ -34,6 +34,19 @@ const char* composeLocale()
     return "C";
 }
 
+// The modifiers a press reports, as the program's bits in the Linux habit: Ctrl is `command`,
+// Super `control`.
+struct ModifierBit {
+    const char* name;
+    KeyCombo::Modifiers bit;
+};
+constexpr std::array<ModifierBit, 4> modifierBits { {
+    { XKB_MOD_NAME_CTRL, KeyCombo::Modifiers::command },
+    { XKB_MOD_NAME_ALT, KeyCombo::Modifiers::option },
+    { XKB_MOD_NAME_SHIFT, KeyCombo::Modifiers::shift },
+    { XKB_MOD_NAME_LOGO, KeyCombo::Modifiers::control },
+} };
+
 } // namespace
 
 X11KeyEvents::X11KeyEvents(const X11KeyInjector& injector, const AccessibleFocus& accessibleFocus)
@@ -151,10 +164,9 @@ void X11KeyEvents::loadKeymap()
         xkb_keymap_unref(m_keymap);
     m_keymap = keymap;
     m_state = state;
-    m_modifierIndices = { xkb_keymap_mod_get_index(keymap, XKB_MOD_NAME_CTRL),
-        xkb_keymap_mod_get_index(keymap, XKB_MOD_NAME_ALT),
-        xkb_keymap_mod_get_index(keymap, XKB_MOD_NAME_SHIFT),
-        xkb_keymap_mod_get_index(keymap, XKB_MOD_NAME_LOGO) };
+    static_assert(std::tuple_size_v<decltype(m_modifierIndices)> == modifierBits.size());
+    for (std::size_t modifier = 0; modifier < modifierBits.size(); ++modifier)
+        m_modifierIndices[modifier] = xkb_keymap_mod_get_index(keymap, modifierBits[modifier].name);
 }
 
 void X11KeyEvents::select(bool isOn)
@@ -228,15 +240,12 @@ void X11KeyEvents::keyPressed(std::uint32_t keyCode, std::uint16_t sourceDevice)
         return;
     KeyPress press;
     press.isSynthetic = sourceDevice == m_xtestKeyboard && m_injector.takeInjectedPress();
-    // The program's bits in the Linux habit: Ctrl is `command`, Super `control`.
-    const std::array bits { KeyCombo::Modifiers::command, KeyCombo::Modifiers::option,
-        KeyCombo::Modifiers::shift, KeyCombo::Modifiers::control };
-    for (std::size_t modifier = 0; modifier < bits.size(); ++modifier) {
+    for (std::size_t modifier = 0; modifier < modifierBits.size(); ++modifier) {
         // A modifier the keymap lacks has an invalid index, which is never active.
         if (xkb_state_mod_index_is_active(
                 m_state, m_modifierIndices[modifier], XKB_STATE_MODS_EFFECTIVE)
             > 0)
-            press.modifiers |= bits[modifier];
+            press.modifiers |= modifierBits[modifier].bit;
     }
     // The key's name comes from its first level, whatever the modifiers make of it.
     const xkb_keysym_t* levelSyms = nullptr;

@@ -56,7 +56,8 @@ private:
     xkb_keymap* m_keymap = nullptr;
     xkb_state* m_state = nullptr;
     xkb_compose_state* m_compose = nullptr;
-    // Ctrl, Alt, Shift and Super in the keymap, found once rather than by name at every press.
+    // The index in the keymap of each modifier a press reports, found once rather than by name at
+    // every press.
     std::array<std::uint32_t, 4> m_modifierIndices {};
     std::unique_ptr<QSocketNotifier> m_notifier;
     bool m_isListening = false;

@@ -146,12 +146,8 @@ int buildIndex(const IndexOptions& options, const GlobalOptions& global)
         return fail(now.error().message);
     auto settings = settingsOf(global).search;
     auto file = indexFile(global);
-    if (options.rebuild) {
-        std::error_code error;
-        for (auto suffix : { "", "-wal", "-shm" })
-            std::filesystem::remove(file.string() + suffix, error);
-    }
-    auto index = FileIndex::open(file);
+    auto index = FileIndex::open(
+        file, options.rebuild ? FileIndex::Start::afresh : FileIndex::Start::asFound);
     if (!index)
         return fail(index.error().message);
     auto scope = scopeOf(settings);

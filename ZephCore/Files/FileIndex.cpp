@@ -301,10 +301,12 @@ std::string joinedPath(std::string_view folder, std::string_view name)
 
 } // namespace
 
-Result<std::unique_ptr<FileIndex>> FileIndex::open(const fs::path& file)
+Result<std::unique_ptr<FileIndex>> FileIndex::open(const fs::path& file, Start start)
 {
     sqlite3* database = nullptr;
-    auto soundness = examine(file, database);
+    auto look
+        = [&] { return start == Start::afresh ? Soundness::unsound : examine(file, database); };
+    auto soundness = look();
     std::optional<FileLock> lock;
     if (soundness == Soundness::unsound || soundness == Soundness::unreadable) {
         // One process at a time creates or sets aside, and looks again first: what it saw may
@@ -313,14 +315,19 @@ Result<std::unique_ptr<FileIndex>> FileIndex::open(const fs::path& file)
         if (!locked)
             return locked.error();
         lock = std::move(*locked);
-        soundness = examine(file, database);
+        soundness = look();
     }
     if (soundness == Soundness::unsound) {
         // Damaged, unfinished, foreign or of another version: keep it for a look, start afresh.
         std::error_code error;
-        auto aside = file;
-        aside += Paths::corruptExtension;
-        fs::rename(file, aside, error);
+        if (start == Start::afresh) {
+            fs::remove(file, error);
+        } else {
+            auto aside = file;
+            aside += Paths::corruptExtension;
+            fs::rename(file, aside, error);
+        }
+        // Its log belongs to the file gone; a fresh file must not replay it.
         for (auto suffix : { "-wal", "-shm" }) {
             auto companion = file;
             companion += suffix;

@@ -67,7 +67,10 @@ public:
     // program made is set aside as "<name>.corrupt" and a fresh index takes its place. Opening
     // never writes to a sound file, and only one process at a time, under "<name>.lock", creates
     // or sets aside, so that processes opening at once never take another's file for a bad one.
-    static Result<std::unique_ptr<FileIndex>> open(const std::filesystem::path& file);
+    // `afresh` deletes the file, sound or not, under the same lock, and starts an empty index.
+    enum class Start { asFound, afresh };
+    static Result<std::unique_ptr<FileIndex>> open(
+        const std::filesystem::path& file, Start start = Start::asFound);
     ~FileIndex();
     FileIndex(const FileIndex&) = delete;
     FileIndex& operator=(const FileIndex&) = delete;

@@ -351,6 +351,25 @@ TEST(FileIndex, AFileItCannotReadIsLeftAlone)
     EXPECT_EQ(openIndex(file)->status().files, 1);
 }
 
+TEST(FileIndex, StartingAfreshDeletesTheFileAndItsLogWhateverTheyHold)
+{
+    TemporaryDirectory folder;
+    auto file = folder / "index.sqlite";
+    makeFile(folder / "root/a.txt");
+    ASSERT_TRUE(openIndex(file)->update(scopeOf(folder / "root"), testNow));
+    auto fresh = FileIndex::open(file, FileIndex::Start::afresh);
+    ASSERT_TRUE(fresh) << fresh.error().message;
+    EXPECT_EQ((*fresh)->status().files, 0);
+    fresh->reset();
+    // Damage too is deleted rather than kept, and a stale log is not replayed into the new file.
+    std::ofstream(file, std::ios::trunc) << "not an index";
+    std::ofstream(file.string() + "-wal", std::ios::trunc) << "not a log";
+    fresh = FileIndex::open(file, FileIndex::Start::afresh);
+    ASSERT_TRUE(fresh) << fresh.error().message;
+    EXPECT_EQ((*fresh)->status().files, 0);
+    EXPECT_FALSE(fs::exists(folder / "index.sqlite.corrupt"));
+}
+
 TEST(FileIndex, OpenersRacingOverAFreshFileNeverSetItAside)
 {
     TemporaryDirectory folder;

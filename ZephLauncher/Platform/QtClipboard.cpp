@@ -1,6 +1,7 @@
 #include "Platform/QtClipboard.h"
 
 #include "Platform/Trace.h"
+#include "Platform/X11Connection.h"
 
 #include <cstdio>
 
@@ -27,6 +28,8 @@ QtClipboard::QtClipboard(Watching watching)
                 "wl-clipboard to keep every copy.\n");
         }
     }
+    if (watching == Watching::qt && qtX11Connection())
+        m_reader = std::make_unique<X11ClipboardReader>();
     QObject::connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, &m_context, [this] {
         // wl-paste reports every change, those Qt hears included.
         if (!m_watcher)
@@ -42,10 +45,26 @@ void QtClipboard::changed()
         m_onChange();
 }
 
+const ClipboardOffer* QtClipboard::offer() const
+{
+    if (m_reader && m_offerCount != m_changeCount) {
+        m_offerCount = m_changeCount;
+        // What this program offers, Qt answers from memory.
+        m_offer = QGuiApplication::clipboard()->ownsClipboard() ? std::nullopt : m_reader->read();
+    }
+    return m_offer ? &*m_offer : nullptr;
+}
+
+std::string QtClipboard::state() const
+{
+    const auto* read = offer();
+    return read ? read->state : std::string {};
+}
+
 std::vector<std::string> QtClipboard::types() const
 {
-    if (m_offer)
-        return m_offer->types;
+    if (const auto* read = offer())
+        return read->types;
     std::vector<std::string> types;
     if (const auto* data = QGuiApplication::clipboard()->mimeData()) {
         for (const auto& format : data->formats())
@@ -56,8 +75,8 @@ std::vector<std::string> QtClipboard::types() const
 
 std::optional<std::string> QtClipboard::text() const
 {
-    if (m_offer)
-        return m_offer->text;
+    if (const auto* read = offer())
+        return read->text;
     const auto* data = QGuiApplication::clipboard()->mimeData();
     if (!data || !data->hasText())
         return std::nullopt;
@@ -66,8 +85,8 @@ std::optional<std::string> QtClipboard::text() const
 
 std::optional<std::string> QtClipboard::png() const
 {
-    if (m_offer)
-        return m_offer->png;
+    if (const auto* read = offer())
+        return read->png;
     const auto* data = QGuiApplication::clipboard()->mimeData();
     if (!data)
         return std::nullopt;

@@ -2,6 +2,7 @@
 
 #include "Logic/Clipboard.h"
 #include "Platform/WlPasteWatcher.h"
+#include "Platform/X11ClipboardReader.h"
 
 #include <memory>
 
@@ -9,9 +10,10 @@
 
 namespace zeph {
 
-// The desktop's clipboard through Qt, which hears every change on X11 (XFixes). On Wayland a
-// program hears of changes only while it has the focus, so there the changes come from wl-paste,
-// when it is installed, and Qt only writes.
+// The desktop's clipboard through Qt, which hears every change on X11 (XFixes). There a text copy
+// is read by a reader of its own, in fewer round trips than Qt's. On Wayland a program hears of
+// changes only while it has the focus, so there the changes come from wl-paste, when it is
+// installed, and Qt only writes.
 class QtClipboard final : public Clipboard {
 public:
     enum class Watching { qt, wlPaste };
@@ -19,7 +21,7 @@ public:
 
     std::uint64_t changeCount() const override { return m_changeCount; }
     std::vector<std::string> types() const override;
-    std::string state() const override { return m_offer ? m_offer->state : std::string {}; }
+    std::string state() const override;
     std::optional<std::string> text() const override;
     std::optional<std::string> png() const override;
     ClipboardContents contents() const override;
@@ -31,14 +33,19 @@ public:
 
 private:
     void changed();
+    // The offer read for this change, when something other than Qt read it.
+    const ClipboardOffer* offer() const;
 
     Watching m_watching;
     QObject m_context;
     std::uint64_t m_changeCount = 0;
     std::function<void()> m_onChange;
     std::unique_ptr<WlPasteWatcher> m_watcher;
-    // The last offer wl-paste reported, while it reports them.
-    std::optional<ClipboardOffer> m_offer;
+    std::unique_ptr<X11ClipboardReader> m_reader;
+    // The last offer wl-paste reported, while it reports them; on X11, the reader's offer at the
+    // change count `m_offerCount`.
+    mutable std::optional<ClipboardOffer> m_offer;
+    mutable std::uint64_t m_offerCount = 0;
 };
 
 } // namespace zeph

@@ -1,7 +1,8 @@
 // A window with one text field, standing for any program the user types into. It puts a text of
 // its own on the clipboard at start, and writes its field's text and caret position, and the
 // clipboard's text, to the two files named on its command line after every change. F2 copies a
-// password as password managers do (marked secret), F3 copies a plain text, F4 an image.
+// password as password managers do (marked secret), F3 copies a plain text, F4 an image, F5 a long
+// text (360 KB). With ZEPH_TEST_FIELD_ECHO=password the field is a password field.
 
 #include <QApplication>
 #include <QClipboard>
@@ -32,6 +33,8 @@ int main(int argc, char** argv)
     QLineEdit field;
     field.setWindowTitle(QStringLiteral("Zeph Test Field"));
     field.resize(480, 40);
+    if (qgetenv("ZEPH_TEST_FIELD_ECHO") == "password")
+        field.setEchoMode(QLineEdit::Password);
     auto report = [&] {
         write(fieldFile, field.text().toUtf8() + "\n" + QByteArray::number(field.cursorPosition()));
     };
@@ -55,6 +58,10 @@ int main(int argc, char** argv)
         QImage red(12, 8, QImage::Format_RGB32);
         red.fill(Qt::red);
         QGuiApplication::clipboard()->setImage(red);
+    });
+    QShortcut longText(QKeySequence(Qt::Key_F5), &field);
+    QObject::connect(&longText, &QShortcut::activated, [] {
+        QGuiApplication::clipboard()->setText(QStringLiteral("a long copy ").repeated(30'000));
     });
     field.show();
     field.activateWindow();

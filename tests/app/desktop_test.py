@@ -373,6 +373,9 @@ if window:
           "a plain copy is recorded")
     history = run(zeph, "clipboard", "list").stdout
     check("hunter2" not in history, "a copy marked secret is not")
+    key("F5")
+    check(wait_for(lambda: "a long copy a long copy" in run(zeph, "clipboard", "list").stdout),
+          "a long copy is recorded")
     key("F4")
     check(wait_for(lambda: "\timage\t" in run(zeph, "clipboard", "list").stdout),
           "a copied image is recorded")
@@ -437,9 +440,40 @@ wayland.wait(timeout=10)
 portal.terminate()
 portal.wait(timeout=10)
 
+# The desktop's own accessibility stack, once ours is gone: a toolkit's password field tells it
+# when it has the focus, and nothing expands there, while a plain field is still expanded into.
+accessibility.terminate()
+accessibility.wait(timeout=10)
+run(zeph, "config", "set", "snippets.excludedBundleIDs", "[]")
+application = start("accessibility.log")
+check(wait_for(answers, 30), "the application starts again")
+time.sleep(2)  # The desktop's accessibility bus is started on the application's first question.
+for echo, expected, what in (
+        ("password", ";shrug", "nothing expands in a toolkit's password field that the bus names"),
+        ("normal", "\u00af\\_(\u30c4)_/\u00af", "a plain field under that bus still expands")):
+    if os.path.exists(field_file):
+        os.remove(field_file)
+    field = subprocess.Popen([text_field, field_file, clipboard_file],
+                             env=dict(environment, ZEPH_TEST_FIELD_ECHO=echo,
+                                      QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1"))
+    window = window_shown("Zeph Test Field")
+    if window:
+        focus(window)
+        time.sleep(1.0)  # The focus event crosses two buses.
+        run("xdotool", "type", "--delay", "60", ";shrug")
+        wait_for(lambda: read(field_file).split("\n")[0] == expected)
+        time.sleep(1.5)  # Time enough for an expansion that should not come.
+    check(read(field_file).split("\n")[0] == expected,
+          f"{what} ({read(field_file).splitlines()[:1]})")
+    field.terminate()
+    field.wait(timeout=10)
+application.terminate()
+application.wait(timeout=10)
+
 if failures:
     print(log_text("wayland.log"))
     print(log_text("refused.log"))
     print(log_text("application.log"))
+    print(log_text("accessibility.log"))
 shutil.rmtree(root, ignore_errors=True)
 sys.exit(1 if failures else 0)

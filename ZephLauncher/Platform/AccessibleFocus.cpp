@@ -3,6 +3,7 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QDBusServiceWatcher>
 #include <QDBusVariant>
 
 namespace zeph {
@@ -44,6 +45,18 @@ void AccessibleFocus::listen(const QString& address)
     m_bus.asyncCall(registration);
     m_bus.connect(QString {}, QString {}, QStringLiteral("org.a11y.atspi.Event.Object"),
         QStringLiteral("StateChanged"), this, SLOT(stateChanged(QDBusMessage)));
+    m_focusedProgram = new QDBusServiceWatcher(this);
+    m_focusedProgram->setConnection(m_bus);
+    m_focusedProgram->setWatchMode(QDBusServiceWatcher::WatchForUnregistration);
+    connect(m_focusedProgram, &QDBusServiceWatcher::serviceUnregistered, this,
+        &AccessibleFocus::forget);
+}
+
+void AccessibleFocus::forget()
+{
+    m_focused.clear();
+    m_isPasswordFocused = false;
+    m_focusedProgram->setWatchedServices({});
 }
 
 AccessibleFocus::~AccessibleFocus()
@@ -59,14 +72,14 @@ void AccessibleFocus::stateChanged(const QDBusMessage& message)
         return;
     auto object = message.service() + u'\n' + message.path();
     if (arguments[1].toInt() == 0) {
-        if (object == m_focused) {
-            m_focused.clear();
-            m_isPasswordFocused = false;
-        }
+        if (object == m_focused)
+            forget();
         return;
     }
     m_focused = object;
     m_isPasswordFocused = false;
+    if (m_focusedProgram->watchedServices() != QStringList { message.service() })
+        m_focusedProgram->setWatchedServices({ message.service() });
     auto call = QDBusMessage::createMethodCall(message.service(), message.path(),
         QStringLiteral("org.a11y.atspi.Accessible"), QStringLiteral("GetRole"));
     auto* watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(call, 1000), this);

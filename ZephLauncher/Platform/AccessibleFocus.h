@@ -5,12 +5,14 @@
 #include <QString>
 
 class QDBusMessage;
+class QDBusServiceWatcher;
 
 namespace zeph {
 
 // Whether the focused field is a password field, as the accessibility bus (AT-SPI) reports it:
-// each "focused" state change names the object, whose role is then asked. Without the bus (no
-// accessibility service in the session), it knows nothing and says false.
+// each "focused" state change names the object, whose role is then asked. A program that quits
+// says nothing of its focus, so the focused object is forgotten with its program's bus name.
+// Without the bus (no accessibility service in the session), it knows nothing and says false.
 class AccessibleFocus final : public QObject {
     Q_OBJECT
 
@@ -30,12 +32,14 @@ private Q_SLOTS:
 
 private:
     void listen(const QString& address);
+    void forget();
 
     QDBusConnection m_bus;
     bool m_isPasswordFocused = false;
     // The object that has the focus, by bus name and path, so that an answer about an object that
     // has lost it meanwhile is dropped.
     QString m_focused;
+    QDBusServiceWatcher* m_focusedProgram = nullptr;
 };
 
 } // namespace zeph

@@ -2,7 +2,8 @@
 // its own on the clipboard at start, and writes its field's text and caret position, and the
 // clipboard's text, to the two files named on its command line after every change. F2 copies a
 // password as password managers do (marked secret), F3 copies a plain text, F4 an image, F5 a long
-// text (360 KB). With ZEPH_TEST_FIELD_ECHO=password the field is a password field.
+// text (360 KB), F6 takes the focus again. With ZEPH_TEST_FIELD_ECHO=password the field is a
+// password field.
 
 #include <QApplication>
 #include <QClipboard>
@@ -62,6 +63,12 @@ int main(int argc, char** argv)
     QShortcut longText(QKeySequence(Qt::Key_F5), &field);
     QObject::connect(&longText, &QShortcut::activated, [] {
         QGuiApplication::clipboard()->setText(QStringLiteral("a long copy ").repeated(30'000));
+    });
+    // The field takes the focus again, which an accessibility bridge that joined late reports.
+    QShortcut refocus(QKeySequence(Qt::Key_F6), &field);
+    QObject::connect(&refocus, &QShortcut::activated, [&] {
+        field.clearFocus();
+        field.setFocus();
     });
     field.show();
     field.activateWindow();

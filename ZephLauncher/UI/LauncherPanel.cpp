@@ -4,9 +4,11 @@
 #include "Logic/PanelPlacement.h"
 #include "Platform/KeyTable.h"
 #include "Platform/Trace.h"
+#include "Platform/X11Connection.h"
 #include "UI/ResultList.h"
 
 #include <cstdio>
+#include <cstdlib>
 
 #include <QApplication>
 #include <QCursor>
@@ -161,8 +163,11 @@ LauncherPanel::LauncherPanel(std::filesystem::path dataFolder)
             m_controller->queryChanged(text.toStdString());
     });
     // The panel goes when the keyboard goes elsewhere, to another program or a window of ours.
+    // Without a window manager, the toolkit reports a focus lost in hiding a moment later, when
+    // the panel may be back with the keyboard: there the X server has the last word.
     connect(qApp, &QGuiApplication::focusWindowChanged, this, [this](QWindow* focused) {
-        if (m_controller && isVisible() && windowHandle() && focused != windowHandle())
+        if (m_controller && isVisible() && windowHandle() && focused != windowHandle()
+            && !hasX11Focus())
             m_controller->resignedKey();
     });
     m_list->onRowClicked = [this](int index, Qt::KeyboardModifiers held) {
@@ -278,6 +283,17 @@ void LauncherPanel::showPanel()
     raise();
     activateWindow();
     m_field->setFocus();
+}
+
+bool LauncherPanel::hasX11Focus() const
+{
+    auto* connection = qtX11Connection();
+    if (!connection)
+        return false;
+    auto* reply = xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr);
+    bool isFocused = reply && reply->focus == winId();
+    std::free(reply);
+    return isFocused;
 }
 
 void LauncherPanel::hidePanel()

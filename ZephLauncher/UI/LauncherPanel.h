@@ -51,6 +51,8 @@ protected:
 private:
     bool handleKey(QKeyEvent* event);
     void place();
+    // Whether the X server gives this window the keyboard; false without X.
+    bool hasX11Focus() const;
     void applyStyle();
 
     std::filesystem::path m_dataFolder;

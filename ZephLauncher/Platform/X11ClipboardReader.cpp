@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <memory>
 #include <poll.h>
 #include <vector>
 
@@ -21,11 +20,6 @@ using Clock = std::chrono::steady_clock;
 constexpr auto answerTimeout = std::chrono::seconds(1);
 // Larger offers come in pieces (INCR), which Qt reads.
 constexpr std::uint32_t largestProperty = 16 * 1024 * 1024;
-
-struct Free {
-    void operator()(void* pointer) const { std::free(pointer); }
-};
-template <typename T> using Reply = std::unique_ptr<T, Free>;
 
 } // namespace
 
@@ -109,7 +103,7 @@ std::optional<ClipboardOffer> X11ClipboardReader::read()
     }
     bool isNamed = true;
     for (const auto& [atom, cookie] : asked) {
-        Reply<xcb_get_atom_name_reply_t> reply(
+        XcbReply<xcb_get_atom_name_reply_t> reply(
             xcb_get_atom_name_reply(m_connection, cookie, nullptr));
         isNamed = isNamed && reply;
         if (reply) {
@@ -174,7 +168,7 @@ xcb_get_property_cookie_t X11ClipboardReader::askProperty(std::uint32_t property
 std::optional<std::string> X11ClipboardReader::takeProperty(
     xcb_get_property_cookie_t asked, std::uint8_t format)
 {
-    Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(m_connection, asked, nullptr));
+    XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(m_connection, asked, nullptr));
     if (!reply || reply->type == m_incr || reply->format != format || reply->bytes_after > 0)
         return std::nullopt;
     return std::string(static_cast<const char*>(xcb_get_property_value(reply.get())),

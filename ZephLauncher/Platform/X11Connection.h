@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <string_view>
 
 #include <xcb/xcb.h>
@@ -26,19 +27,23 @@ inline _XDisplay* qtX11Display()
     return x11 && x11->connection() ? x11->display() : nullptr;
 }
 
+// A reply of xcb, which the caller frees.
+struct XcbFree {
+    void operator()(void* reply) const { std::free(reply); }
+};
+template <typename Reply> using XcbReply = std::unique_ptr<Reply, XcbFree>;
+
 // The atom of a name; with onlyIfExists, XCB_ATOM_NONE when no client made it yet.
 inline std::uint32_t internAtom(
     xcb_connection_t* connection, std::string_view name, bool onlyIfExists = false)
 {
-    auto* reply = xcb_intern_atom_reply(connection,
+    XcbReply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection,
         xcb_intern_atom(
             connection, onlyIfExists, static_cast<std::uint16_t>(name.size()), name.data()),
-        nullptr);
+        nullptr));
     if (!reply)
         return XCB_ATOM_NONE;
-    auto atom = reply->atom;
-    std::free(reply);
-    return atom;
+    return reply->atom;
 }
 
 } // namespace zeph

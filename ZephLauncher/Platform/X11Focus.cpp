@@ -18,14 +18,12 @@ namespace {
 std::string property(xcb_connection_t* connection, std::uint32_t window, std::uint32_t name,
     std::uint32_t type, std::uint32_t length)
 {
-    auto* reply = xcb_get_property_reply(
-        connection, xcb_get_property(connection, 0, window, name, type, 0, length), nullptr);
+    XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection, xcb_get_property(connection, 0, window, name, type, 0, length), nullptr));
     if (!reply)
         return {};
-    std::string value(static_cast<const char*>(xcb_get_property_value(reply)),
-        static_cast<std::size_t>(xcb_get_property_value_length(reply)));
-    std::free(reply);
-    return value;
+    return std::string(static_cast<const char*>(xcb_get_property_value(reply.get())),
+        static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
 }
 
 } // namespace

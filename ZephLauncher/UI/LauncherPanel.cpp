@@ -8,7 +8,6 @@
 #include "UI/ResultList.h"
 
 #include <cstdio>
-#include <cstdlib>
 
 #include <QApplication>
 #include <QCursor>
@@ -290,10 +289,9 @@ bool LauncherPanel::hasX11Focus() const
     auto* connection = qtX11Connection();
     if (!connection)
         return false;
-    auto* reply = xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr);
-    bool isFocused = reply && reply->focus == winId();
-    std::free(reply);
-    return isFocused;
+    XcbReply<xcb_get_input_focus_reply_t> reply(
+        xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
+    return reply && reply->focus == winId();
 }
 
 void LauncherPanel::hidePanel()

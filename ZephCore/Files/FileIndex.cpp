@@ -318,7 +318,8 @@ Result<std::unique_ptr<FileIndex>> FileIndex::open(const fs::path& file, Start s
         soundness = look();
     }
     if (soundness == Soundness::unsound) {
-        // Damaged, unfinished, foreign or of another version: keep it for a look, start afresh.
+        // Damaged, unfinished, foreign or of another version: kept for a look, unless the caller
+        // asked to start afresh; either way an empty index takes its place.
         std::error_code error;
         if (start == Start::afresh) {
             fs::remove(file, error);

@@ -160,13 +160,25 @@ def log_text(log_name):
         return log.read()
 
 
+def stop(*processes):
+    for process in processes:
+        process.terminate()
+        process.wait(timeout=10)
+
+
+# The lines a process writes, stripped, gathered as they come.
+def lines_of(process):
+    lines = []
+    threading.Thread(target=lambda: lines.extend(line.strip() for line in process.stdout),
+                     daemon=True).start()
+    return lines
+
+
 # The accessibility bus, which tells when a password field has the focus: ours, before any
 # application asks the session bus for the desktop's own.
 accessibility = subprocess.Popen([mock_accessibility], env=environment, stdin=subprocess.PIPE,
                                  stdout=subprocess.PIPE, text=True)
-accessibility_lines = []
-threading.Thread(target=lambda: accessibility_lines.extend(
-    line.strip() for line in accessibility.stdout), daemon=True).start()
+accessibility_lines = lines_of(accessibility)
 check(wait_for(lambda: "ready" in accessibility_lines), "an accessibility bus runs")
 
 # Another client holds Alt+Space first: a launcher on a bus of its own, so that both run.
@@ -178,8 +190,7 @@ application = start("refused.log")
 check(wait_for(lambda: bus_has("org.zeph.Launcher"), 30), "the application takes its bus name")
 check(wait_for(lambda: "hotkey Alt+Space is unavailable" in log_text("refused.log")),
       "a hot key that another client holds is reported")
-application.terminate()
-application.wait(timeout=10)
+stop(application)
 # The bus and the launcher under it, which would otherwise go on expanding snippets too.
 os.killpg(holder.pid, signal.SIGTERM)
 holder.wait(timeout=10)
@@ -393,8 +404,7 @@ if window:
     time.sleep(1.5)
     check(read(field_file).split("\n")[0] == ";shrug",
           f"nothing expands in an excluded application ({read(field_file).splitlines()[:1]})")
-field.terminate()
-field.wait(timeout=10)
+stop(field)
 
 changed = run(zeph, "config", "set", "verticalPosition", "0.3")
 check(changed.returncode == 0, "zeph config set succeeds while the application runs")
@@ -436,16 +446,12 @@ if "bound" in bound:
           "its activation shows the panel")
 check("only in an X11 session" in log_text("wayland.log"),
       "typed expansion says it needs X11")
-wayland.terminate()
-wayland.wait(timeout=10)
-portal.terminate()
-portal.wait(timeout=10)
+stop(wayland, portal)
 
 # The desktop's own accessibility stack, once ours is gone: a toolkit's password field tells it
 # when it has the focus, and nothing expands there. Once that program quits, which it does without
 # a word about its focus, a field of a program that tells the bus nothing is expanded into again.
-accessibility.terminate()
-accessibility.wait(timeout=10)
+stop(accessibility)
 run(zeph, "config", "set", "snippets.excludedBundleIDs", "[]")
 application = start("accessibility.log")
 check(wait_for(answers, 30), "the application starts again")
@@ -456,16 +462,13 @@ a11y_address = run("dbus-send", "--session", "--print-reply=literal", "--dest=or
 monitor = subprocess.Popen(["dbus-monitor", "--address", a11y_address,
                             "type='method_call',member='GetRole'"],
                            env=environment, stdout=subprocess.PIPE, text=True)
-monitor_lines = []
-threading.Thread(target=lambda: monitor_lines.extend(line.strip() for line in monitor.stdout),
-                 daemon=True).start()
+monitor_lines = lines_of(monitor)
 check(wait_for(lambda: any("member=NameLost" in line for line in monitor_lines)),
       "the desktop's accessibility bus runs")
 
 
 def roles_asked():
     return sum("member=GetRole" in line for line in monitor_lines)
-
 
 
 for echo, accessible, expected, what in (
@@ -494,12 +497,8 @@ for echo, accessible, expected, what in (
         time.sleep(1.5)  # Time enough for an expansion that should not come.
     check(read(field_file).split("\n")[0] == expected,
           f"{what} ({read(field_file).splitlines()[:1]})")
-    field.terminate()
-    field.wait(timeout=10)
-application.terminate()
-application.wait(timeout=10)
-monitor.terminate()
-monitor.wait(timeout=10)
+    stop(field)
+stop(application, monitor)
 
 if failures:
     print(log_text("wayland.log"))

@@ -1,5 +1,5 @@
 // Arbitrary bytes as a query and a target: preparation never fails, and a match stays in its
-// bands with ascending indices inside the target.
+// bands with ascending indices inside the target, within the bounds that indexes prune by.
 #include "Search/FuzzyMatcher.h"
 #include "Support/Verify.h"
 
@@ -23,6 +23,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         zeph::verify(index == 0 || match->indices[index] > match->indices[index - 1]);
     }
     // Every stage that succeeds holds the compacted query as a subsequence.
-    zeph::verify(zeph::FuzzyMatcher::contains(zeph::FuzzyMatcher::makePattern(query), zeph::FuzzyMatcher::MatchTextTarget(target)));
+    auto pattern = zeph::FuzzyMatcher::makePattern(query);
+    zeph::FuzzyMatcher::MatchTextTarget shape(target);
+    zeph::verify(zeph::FuzzyMatcher::contains(pattern, shape));
+    // Pruning bounds never fall below a real score, and skipping bands never raises one.
+    auto count = static_cast<std::uint32_t>(target.chars.size());
+    zeph::verify(zeph::FuzzyMatcher::bestPossibleScore(pattern, count, target.chars[0]) >= match->score);
+    for (std::size_t band = 0; band < zeph::FuzzyMatcher::bandCount; ++band) {
+        auto later = zeph::FuzzyMatcher::score(pattern, shape, 0, nullptr, zeph::FuzzyMatcher::Band(band));
+        zeph::verify(!later || *later <= match->score);
+    }
     return 0;
 }

@@ -36,6 +36,9 @@ Pattern makePattern(const QueryText& query);
 
 // The best score that any stage could give a target of `count` characters.
 double bestPossibleScore(const Pattern& pattern, std::uint32_t count);
+// The same for a target whose first character is known: unless it is the query's, neither the
+// exact nor the prefix stage can match, and long targets fall below a word start's floor.
+double bestPossibleScore(const Pattern& pattern, std::uint32_t count, Character first);
 
 // A target is anything with these members, so that prepared records and arenas share one matcher:
 //   std::uint32_t count() const;
@@ -171,11 +174,24 @@ inline constexpr double acronymCeiling = 0.78;
 
 } // namespace Detail
 
-// The scattered stage's best: 0.25 + 0.15 + 0.12, every pick a word start and every pick in a run.
-inline constexpr double scatterCeiling = 0.52;
-// The lowest score of every other stage. Scoring with this floor decides every target but those
-// that only the scattered stage could match, which are the dearest to score.
-inline constexpr double literalFloor = 0.62;
+// The stages' score bands, best first. Bands never overlap, so a target that scores nothing with a
+// band's floor as its floor is known to score below that band, and a later look at it may start
+// at the next band.
+enum class Band : std::uint8_t { exactOrPrefix, wordStart, acronymOrSubstring, scattered };
+inline constexpr std::size_t bandCount = 4;
+inline constexpr double bandFloors[bandCount] = { 0.9, 0.8, 0.62, 0.1 };
+// The scattered stage's best is 0.25 + 0.15 + 0.12: every pick a word start and every pick in a
+// run.
+inline constexpr double bandCeilings[bandCount] = { 1.0, 0.88, Detail::acronymCeiling, 0.52 };
+
+constexpr double floorOf(Band band)
+{
+    return bandFloors[static_cast<std::size_t>(band)];
+}
+constexpr double ceilingOf(Band band)
+{
+    return bandCeilings[static_cast<std::size_t>(band)];
+}
 
 // The scattered stage alone: for targets that hold the query as a subsequence and that no earlier
 // stage matches.
@@ -186,7 +202,7 @@ std::optional<double> scoreScattered(const Pattern& pattern, const Target& targe
     using namespace Detail;
     auto count = target.count();
     auto compactCount = pattern.compact.size();
-    if (scatterCeiling < floor)
+    if (ceilingOf(Band::scattered) < floor)
         return std::nullopt;
     // The preferring walk can run out where the plain one does not: a word start taken early may
     // leave no room for the rest.
@@ -207,10 +223,11 @@ std::optional<double> scoreScattered(const Pattern& pattern, const Target& targe
 
 // Scores a target through the six stages, or yields nothing when it does not match or when the
 // first stage that succeeds scores below `floor` (the bands never overlap, so no later stage could
-// do better). Fills `indices` only when it is given.
+// do better). Fills `indices` only when it is given. The stages of bands before `firstBand` are
+// skipped: the caller knows that the target scores below them, or below its floor.
 template <typename Target>
 std::optional<double> score(const Pattern& pattern, const Target& target, double floor = 0,
-    std::vector<int>* indices = nullptr)
+    std::vector<int>* indices = nullptr, Band firstBand = Band::exactOrPrefix)
 {
     using namespace Detail;
     auto count = target.count();
@@ -218,20 +235,25 @@ std::optional<double> score(const Pattern& pattern, const Target& target, double
     auto compactCount = pattern.compact.size();
     if (compactCount == 0 || count < compactCount)
         return std::nullopt;
+    if (firstBand == Band::scattered)
+        return scoreScattered(pattern, target, floor, indices);
     double ratio = static_cast<double>(queryCount) / static_cast<double>(count);
 
     // The literal stages: exact, prefix, word start, and (after the acronym) substring.
     std::uint32_t firstOccurrence = count;
-    if (queryCount <= count) {
-        double exactOrPrefix = queryCount == count ? 1.0 : 0.9 + 0.08 * ratio;
-        if (exactOrPrefix < floor)
-            return std::nullopt;
-        if (equalsAt(target, 0, pattern.chars))
-            return accept(exactOrPrefix, 0, queryCount, indices);
+    bool occurrenceSought = false;
+    auto lastStart = static_cast<std::uint32_t>(count - std::min<std::size_t>(count, queryCount));
+    if (queryCount <= count && firstBand <= Band::wordStart) {
+        if (firstBand == Band::exactOrPrefix) {
+            double exactOrPrefix = queryCount == count ? 1.0 : 0.9 + 0.08 * ratio;
+            if (exactOrPrefix < floor)
+                return std::nullopt;
+            if (equalsAt(target, 0, pattern.chars))
+                return accept(exactOrPrefix, 0, queryCount, indices);
+        }
         double wordStartScore = 0.8 + 0.08 * ratio;
         if (wordStartScore < floor)
             return std::nullopt;
-        auto lastStart = static_cast<std::uint32_t>(count - queryCount);
         for (auto position = findLead(pattern, target, 1); position <= lastStart;
              position = findLead(pattern, target, position + 1)) {
             if (!equalsAt(target, position, pattern.chars))
@@ -240,6 +262,7 @@ std::optional<double> score(const Pattern& pattern, const Target& target, double
                 return accept(wordStartScore, position, queryCount, indices);
             firstOccurrence = std::min(firstOccurrence, position);
         }
+        occurrenceSought = true;
     }
 
     if (acronymCeiling < floor)
@@ -269,6 +292,16 @@ std::optional<double> score(const Pattern& pattern, const Target& target, double
         }
     }
 
+    // Known to hold no occurrence at a word start, the target's first occurrence is enough.
+    if (queryCount <= count && !occurrenceSought) {
+        for (auto position = findLead(pattern, target, 1); position <= lastStart;
+             position = findLead(pattern, target, position + 1)) {
+            if (equalsAt(target, position, pattern.chars)) {
+                firstOccurrence = position;
+                break;
+            }
+        }
+    }
     if (firstOccurrence < count) {
         double substring = 0.62 + 0.05 * ratio;
         if (substring < floor)

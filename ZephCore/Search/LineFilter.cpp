@@ -68,18 +68,69 @@ struct LatinScratch {
     std::vector<std::uint8_t> chars;
     std::vector<std::uint64_t> wordStarts;
 
-    std::optional<std::uint32_t> prepare(
-        std::string_view text, std::size_t capacity, std::uint64_t& mask)
+    // Room for `capacity` characters, with every word-start bit clear.
+    void makeRoom(std::size_t capacity)
     {
         chars.resize(std::max(chars.size(), capacity));
         wordStarts.assign(wordsFor(capacity), 0);
+    }
+    std::optional<std::uint32_t> prepare(
+        std::string_view text, std::size_t capacity, std::uint64_t& mask)
+    {
+        makeRoom(capacity);
         return prepareLatinBytes(text, chars.data(), wordStarts.data(), 0, mask);
     }
-    void prepare(std::string_view text, std::uint32_t count)
+};
+
+// A Latin line folded for one query: its characters at once, its word starts only when a stage
+// asks for them, since most lines fail before any stage does.
+class LatinTarget {
+public:
+    LatinTarget(std::string_view text, std::uint32_t count, LatinScratch& scratch)
+        : m_text(text)
+        , m_scratch(scratch)
+        , m_folded(folded(text, count, scratch))
     {
-        std::uint64_t mask = 0;
-        verify(prepare(text, count, mask) == count);
     }
+    std::uint32_t count() const { return m_folded.count(); }
+    Character at(std::uint32_t position) const { return m_folded.at(position); }
+    std::uint32_t find(Character character, std::uint32_t from) const
+    {
+        return m_folded.find(character, from);
+    }
+    bool isWordStart(std::uint32_t position) const
+    {
+        knowWordStarts();
+        return m_folded.isWordStart(position);
+    }
+    std::uint32_t wordStartCount() const
+    {
+        knowWordStarts();
+        return m_folded.wordStartCount();
+    }
+
+private:
+    static FuzzyMatcher::FoldedTarget<std::uint8_t> folded(
+        std::string_view text, std::uint32_t count, LatinScratch& scratch)
+    {
+        scratch.makeRoom(count);
+        foldLatinBytes(text, scratch.chars.data());
+        return { scratch.chars.data(), count, scratch.wordStarts.data(), 0 };
+    }
+    // Writes the same characters again, and the bits, into the room made for them.
+    void knowWordStarts() const
+    {
+        if (m_hasWordStarts)
+            return;
+        std::uint64_t mask = 0;
+        prepareLatinBytes(m_text, m_scratch.chars.data(), m_scratch.wordStarts.data(), 0, mask);
+        m_hasWordStarts = true;
+    }
+
+    std::string_view m_text;
+    LatinScratch& m_scratch;
+    FuzzyMatcher::FoldedTarget<std::uint8_t> m_folded;
+    mutable bool m_hasWordStarts = false;
 };
 
 // The character count and class mask of Latin text, or nothing for other text.
@@ -115,13 +166,16 @@ template <typename Worker, typename Work> void inParallel(std::vector<Worker>& w
 
 } // namespace
 
-struct LineFilter::Worker {
+// Workers write to their members all the time: each takes cache lines of its own.
+struct alignas(64) LineFilter::Worker {
     const FuzzyMatcher::Pattern& pattern;
     const Options& options;
     std::vector<Hit> hits {};
     std::vector<std::uint32_t> candidates {};
-    std::vector<std::uint32_t>
-        scattered {}; // Matched, but only the scattered stage can score them.
+    // Matched, but scoring below the band of the last look: looked at again, from the next band
+    // on, while the answer's floor leaves room for them.
+    std::vector<std::uint32_t> deferred {};
+    std::vector<std::uint32_t> nextDeferred {};
     double floor = 0;
 };
 
@@ -338,9 +392,8 @@ template <typename Visit> auto LineFilter::withTarget(std::uint32_t item, Visit&
         // Folded again for each query that gets this far: cheaper than keeping every such line
         // twice.
         thread_local LatinScratch scratch;
-        scratch.prepare(lineAt(m_input.text(), line.offset), line.characterCount);
-        return visit(FuzzyMatcher::FoldedTarget<std::uint8_t>(
-            scratch.chars.data(), line.characterCount, scratch.wordStarts.data(), 0));
+        return visit(
+            LatinTarget(lineAt(m_input.text(), line.offset), line.characterCount, scratch));
     }
     auto offset = m_index.wideLines[line.offset].charOffset;
     if (storage == Storage::folded8) {
@@ -398,8 +451,8 @@ bool LineFilter::precedesById(std::uint32_t a, std::uint32_t b) const
     return std::string_view(idA, endA) < std::string_view(idB, endB);
 }
 
-void LineFilter::searchRange(
-    Worker& worker, const std::uint32_t* items, std::uint32_t begin, std::uint32_t end) const
+void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
+    std::uint32_t end, FuzzyMatcher::Band lowest) const
 {
     auto& pattern = worker.pattern;
     for (auto index = begin; index < end; ++index) {
@@ -408,36 +461,94 @@ void LineFilter::searchRange(
         if ((line.mask & pattern.mask) != pattern.mask)
             continue;
         // An item pruned before its match was decided stays a candidate for the next keystroke.
-        if (FuzzyMatcher::bestPossibleScore(pattern, line.characterCount) < worker.floor) {
+        if (fallsShort(pattern, line, worker.floor)) {
             worker.candidates.push_back(item);
             continue;
         }
-        auto found = withTarget(item, [&](const auto& target) -> std::optional<double> {
+        withTarget(item, [&](const auto& target) {
             if (!FuzzyMatcher::contains(pattern, target))
-                return std::nullopt;
+                return;
             worker.candidates.push_back(item);
-            auto score = FuzzyMatcher::score(
-                pattern, target, std::max(worker.floor, FuzzyMatcher::literalFloor));
-            if (!score && worker.floor <= FuzzyMatcher::scatterCeiling)
-                worker.scattered.push_back(item);
-            return score;
+            scoreInBands(worker, item, target, FuzzyMatcher::Band::exactOrPrefix, lowest);
         });
-        if (found)
-            keep(worker, Hit { *found, item, line.characterCount });
     }
 }
 
-void LineFilter::scoreScattered(Worker& worker) const
+bool LineFilter::fallsShort(
+    const FuzzyMatcher::Pattern& pattern, const Line& line, double floor) const
 {
-    for (auto item : worker.scattered) {
-        if (worker.floor > FuzzyMatcher::scatterCeiling)
-            break;
-        auto found = withTarget(item, [&](const auto& target) {
-            return FuzzyMatcher::scoreScattered(worker.pattern, target, worker.floor);
-        });
-        if (found)
-            keep(worker, Hit { *found, item, m_index.lines[item].characterCount });
+    if (FuzzyMatcher::bestPossibleScore(pattern, line.characterCount) < floor)
+        return true;
+    // The first character can only rule out bands above an acronym's. Lines matched on their own
+    // bytes tell it cheaply when it is ASCII.
+    if (floor <= FuzzyMatcher::ceilingOf(FuzzyMatcher::Band::acronymOrSubstring))
+        return false;
+    auto storage = static_cast<Storage>(line.storage);
+    if (storage != Storage::ascii && storage != Storage::latin)
+        return false;
+    auto first = static_cast<unsigned char>(m_input.text()[line.offset]);
+    return first < 0x80
+        && FuzzyMatcher::bestPossibleScore(pattern, line.characterCount, Ascii::fold(first))
+        < floor;
+}
+
+template <typename Target>
+void LineFilter::scoreInBands(Worker& worker, std::uint32_t item, const Target& target,
+    FuzzyMatcher::Band from, FuzzyMatcher::Band lowest) const
+{
+    using FuzzyMatcher::Band;
+    auto floor = std::max(worker.floor, FuzzyMatcher::floorOf(lowest));
+    if (auto score = FuzzyMatcher::score(worker.pattern, target, floor, nullptr, from)) {
+        keep(worker, Hit { *score, item, target.count() });
+        return;
     }
+    if (lowest == Band::scattered)
+        return;
+    auto next = static_cast<Band>(static_cast<int>(lowest) + 1);
+    if (worker.floor <= FuzzyMatcher::ceilingOf(next))
+        worker.nextDeferred.push_back(item);
+}
+
+void LineFilter::scoreDeferred(Worker& worker, FuzzyMatcher::Band band) const
+{
+    std::swap(worker.deferred, worker.nextDeferred);
+    worker.nextDeferred.clear();
+    for (auto item : worker.deferred) {
+        if (worker.floor > FuzzyMatcher::ceilingOf(band))
+            break;
+        withTarget(
+            item, [&](const auto& target) { scoreInBands(worker, item, target, band, band); });
+    }
+}
+
+// The band that a first look stops at: the best one whose matches, estimated from a sample spread
+// over the items, fill the answer. A wrong guess costs time, never results.
+FuzzyMatcher::Band LineFilter::firstLowestBand(const FuzzyMatcher::Pattern& pattern,
+    const std::uint32_t* items, std::uint32_t itemCount, std::size_t limit) const
+{
+    using FuzzyMatcher::Band;
+    constexpr std::uint32_t sampleSize = 512;
+    if (itemCount < 8 * sampleSize)
+        return Band::acronymOrSubstring;
+    std::size_t inBands[2] = {};
+    for (std::uint32_t sample = 0; sample < sampleSize; ++sample) {
+        auto index = static_cast<std::uint32_t>(std::uint64_t { sample } * itemCount / sampleSize);
+        auto item = items ? items[index] : index;
+        auto& line = m_index.lines[item];
+        if ((line.mask & pattern.mask) != pattern.mask)
+            continue;
+        auto score = withTarget(item, [&](const auto& target) {
+            return FuzzyMatcher::score(pattern, target, FuzzyMatcher::floorOf(Band::wordStart));
+        });
+        if (score)
+            ++inBands[*score >= FuzzyMatcher::floorOf(Band::exactOrPrefix) ? 0 : 1];
+    }
+    auto enough = [&](std::size_t sampled) { return sampled * itemCount >= limit * sampleSize; };
+    if (enough(inBands[0]))
+        return Band::exactOrPrefix;
+    if (enough(inBands[0] + inBands[1]))
+        return Band::wordStart;
+    return Band::acronymOrSubstring;
 }
 
 void LineFilter::keep(Worker& worker, Hit hit) const
@@ -477,23 +588,46 @@ std::vector<LineFilter::Hit> LineFilter::search(const QueryText& query, const Op
     for (unsigned index = 0; index < threads; ++index)
         workers.push_back(
             Worker { .pattern = pattern, .options = options, .floor = options.minimumScore });
+    // With room for only some of the matches, a first look takes the best band alone, and each
+    // later look the next band of what is left, until the answer is full above what remains: most
+    // matches are then decided by the cheap stages. Without such room every match is scored, and
+    // only the scattered stage, the dearest, waits until last.
+    using FuzzyMatcher::Band;
+    auto firstLowest = options.limit && *options.limit < itemCount
+        ? firstLowestBand(pattern, items, itemCount, *options.limit)
+        : Band::acronymOrSubstring;
     std::atomic<std::uint32_t> nextChunk { 0 };
     inParallel(workers, [&](Worker& worker) {
         for (;;) {
             auto begin = nextChunk.fetch_add(chunkSize);
             if (begin >= itemCount)
                 break;
-            searchRange(worker, items, begin, std::min(itemCount, begin + chunkSize));
+            searchRange(worker, items, begin, std::min(itemCount, begin + chunkSize), firstLowest);
         }
     });
-    // The scattered matches come last, when the other stages' hits may already fill the answer
-    // above anything they could score.
-    auto floor = answerFloor(workers, options);
-    inParallel(workers, [&](Worker& worker) {
-        worker.floor = std::max(worker.floor, floor);
-        scoreScattered(worker);
+    for (auto band = static_cast<int>(firstLowest) + 1;
+         band < static_cast<int>(FuzzyMatcher::bandCount); ++band) {
+        auto floor = answerFloor(workers, options);
+        bool anyDeferred = std::any_of(workers.begin(), workers.end(),
+            [](const Worker& worker) { return !worker.nextDeferred.empty(); });
+        if (!anyDeferred || floor > FuzzyMatcher::ceilingOf(static_cast<Band>(band)))
+            break;
+        inParallel(workers, [&](Worker& worker) {
+            worker.floor = std::max(worker.floor, floor);
+            scoreDeferred(worker, static_cast<Band>(band));
+        });
+    }
+    auto sortHits = [](Worker& worker) {
         std::sort(worker.hits.begin(), worker.hits.end(), precedesByNumbers);
-    });
+    };
+    // Threads pay for themselves only on long lists.
+    std::size_t hitCount = 0;
+    for (auto& worker : workers)
+        hitCount += worker.hits.size();
+    if (hitCount < itemsPerThread)
+        std::for_each(workers.begin(), workers.end(), sortHits);
+    else
+        inParallel(workers, sortHits);
 
     std::vector<Hit> hits = std::move(workers[0].hits);
     std::vector<std::uint32_t> candidates = std::move(workers[0].candidates);

@@ -109,9 +109,18 @@ private:
     bool precedesById(std::uint32_t a, std::uint32_t b) const;
     void orderTies(std::vector<Hit>& hits, unsigned threads) const;
     template <typename Visit> auto withTarget(std::uint32_t item, Visit&& visit) const;
-    void searchRange(
-        Worker& worker, const std::uint32_t* items, std::uint32_t begin, std::uint32_t end) const;
-    void scoreScattered(Worker& worker) const;
+    // True when no stage could score the line at `floor` or above.
+    bool fallsShort(const FuzzyMatcher::Pattern& pattern, const Line& line, double floor) const;
+    void searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
+        std::uint32_t end, FuzzyMatcher::Band lowest) const;
+    // Scores the stages of the bands from `from` to `lowest`, and keeps the hit or defers the item
+    // to a look at the next band.
+    template <typename Target>
+    void scoreInBands(Worker& worker, std::uint32_t item, const Target& target,
+        FuzzyMatcher::Band from, FuzzyMatcher::Band lowest) const;
+    void scoreDeferred(Worker& worker, FuzzyMatcher::Band band) const;
+    FuzzyMatcher::Band firstLowestBand(const FuzzyMatcher::Pattern& pattern,
+        const std::uint32_t* items, std::uint32_t itemCount, std::size_t limit) const;
     void keep(Worker& worker, Hit hit) const;
     static double answerFloor(const std::vector<Worker>& workers, const Options& options);
 

@@ -193,6 +193,23 @@ std::optional<std::uint32_t> prepareLatinBytes(std::string_view validText, std::
     return count;
 }
 
+void foldLatinBytes(std::string_view latinText, std::uint8_t* chars)
+{
+    const LatinCharacter* table = latinCharacters();
+    auto* bytes = reinterpret_cast<const unsigned char*>(latinText.data());
+    auto size = latinText.size();
+    for (std::size_t offset = 0; offset < size;) {
+        char32_t scalar = bytes[offset];
+        if (scalar < 0x80) {
+            ++offset;
+        } else {
+            scalar = ((scalar & 0x1F) << 6) | (bytes[offset + 1] & 0x3F);
+            offset += 2;
+        }
+        *chars++ = static_cast<std::uint8_t>(table[scalar].folded);
+    }
+}
+
 MatchText makeMatchText(std::string_view text)
 {
     MatchText result { .original = isValidUTF8(text) ? std::string(text) : sanitizedUTF8(text) };

@@ -48,6 +48,8 @@ void prepareCharacters(std::string_view validText, PreparedCharacters& prepared)
 // mask of the characters. Yields their count, or nothing, having written no bits, for other text.
 std::optional<std::uint32_t> prepareLatinBytes(std::string_view validText, std::uint8_t* chars,
     std::uint64_t* wordStartBits, std::uint64_t firstBit, std::uint64_t& mask);
+// The folded characters alone of text that prepareLatinBytes accepts: a cheaper first look.
+void foldLatinBytes(std::string_view latinText, std::uint8_t* chars);
 
 namespace Ascii {
 

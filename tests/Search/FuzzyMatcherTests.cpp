@@ -246,11 +246,17 @@ TEST(FuzzyMatcher, IndexShapesScoreExactlyLikePreparedRecords)
                 // Without a place for indices, the score is the same.
                 EXPECT_EQ(FuzzyMatcher::score(pattern, target), score);
             });
+            // Knowing the first character never bounds below a real score.
+            if (expected && shapes.count() > 0) {
+                EXPECT_GE(FuzzyMatcher::bestPossibleScore(
+                              pattern, shapes.count(), shapes.prepared.chars[0]),
+                    expected->score);
+            }
         }
     }
 }
 
-TEST(FuzzyMatcher, FloorKeepsAnEqualScoreAndDropsALowerOne)
+TEST(FuzzyMatcher, FloorsAndStartingBandsKeepTheScoreOrLeaveIt)
 {
     for (auto& testCase : stageCases()) {
         SCOPED_TRACE(std::string(testCase.query) + " / " + testCase.target);
@@ -260,15 +266,43 @@ TEST(FuzzyMatcher, FloorKeepsAnEqualScoreAndDropsALowerOne)
         ASSERT_TRUE(expected);
         // Indexes prune on this bound before matching; it must never be below a real score.
         EXPECT_GE(FuzzyMatcher::bestPossibleScore(pattern, shapes.count()), expected->score);
+        std::size_t scoredBand = 0;
+        while (expected->score < FuzzyMatcher::bandFloors[scoredBand])
+            ++scoredBand;
+        ASSERT_LE(expected->score, FuzzyMatcher::bandCeilings[scoredBand]);
         auto check = [&](const auto& target) {
             EXPECT_EQ(FuzzyMatcher::score(pattern, target, expected->score), expected->score);
             EXPECT_FALSE(
                 FuzzyMatcher::score(pattern, target, std::nextafter(expected->score, 2.0)));
             EXPECT_FALSE(FuzzyMatcher::score(pattern, target, 1.0 + 1e-9));
+            // Starting at a later band skips only the bands before it: up to the score's own band
+            // nothing changes, and past it a later stage scores less, or nothing does.
+            for (std::size_t band = 0; band < FuzzyMatcher::bandCount; ++band) {
+                SCOPED_TRACE(band);
+                auto score = FuzzyMatcher::score(
+                    pattern, target, 0, nullptr, static_cast<FuzzyMatcher::Band>(band));
+                if (band <= scoredBand) {
+                    EXPECT_EQ(score, expected->score);
+                } else if (score) {
+                    EXPECT_LE(*score, FuzzyMatcher::bandCeilings[band]);
+                    EXPECT_LT(*score, expected->score);
+                }
+            }
         };
         check(FuzzyMatcher::MatchTextTarget(shapes.prepared));
         forEachShape(shapes, check);
     }
+}
+
+TEST(FuzzyMatcher, AnotherFirstCharacterBoundsLongTargetsBelowAWordStart)
+{
+    auto pattern = FuzzyMatcher::makePattern(makeQueryText("sa"));
+    EXPECT_EQ(FuzzyMatcher::bestPossibleScore(pattern, 100, U's'),
+        FuzzyMatcher::bestPossibleScore(pattern, 100));
+    EXPECT_EQ(FuzzyMatcher::bestPossibleScore(pattern, 100, U'/'), 0.8 + 0.08 * (2.0 / 100.0));
+    // Short of a word start's room, an acronym is the best left.
+    EXPECT_EQ(FuzzyMatcher::bestPossibleScore(pattern, 2, U'x'), 0.78);
+    EXPECT_EQ(FuzzyMatcher::bestPossibleScore(pattern, 1, U'x'), 0.0);
 }
 
 TEST(FuzzyMatcher, ContainsAgreesWithWhetherTheTargetMatches)

@@ -183,6 +183,56 @@ TEST(LineFilter, NarrowingGivesTheSameResultsAsAFreshSearch)
     EXPECT_EQ(filtered(filter, "code", {}), ranked("code", everything, 0.2));
 }
 
+TEST(LineFilter, AnAnswerWithRoomForSomeIsTheWholeAnswersBeginning)
+{
+    // Enough lines that the search first guesses, from a sample, how far down the stages it must
+    // go; queries whose best band holds a few, some or many of them, so that guesses go both ways.
+    const char* const words[] = { "sample", "Safari", "essay", "share", "Été", "cafe", "usr",
+        "Terminal", "set", "settings", "doc", "libpython", "Zoë", "a", "b", "xerox" };
+    // Lines that an evenly spread sample of 512 sees begin with "qz", and only those: the guess
+    // for "qz" goes too far up, and what it passed over must still be found.
+    constexpr std::uint32_t lineCount = 12'000;
+    std::vector<bool> sampled(lineCount);
+    for (std::uint32_t sample = 0; sample < 512; ++sample)
+        sampled[sample * lineCount / 512] = true;
+    std::string text;
+    for (std::uint32_t index = 0; index < lineCount; ++index) {
+        if (index % 3 == 0)
+            text += sampled[index] ? "qz " : "a qz ";
+        auto word = [&](std::uint32_t salt) {
+            return std::string(words[(index * 2654435761u + salt * 40503u) % std::size(words)]);
+        };
+        auto number = std::to_string(index * 7919 % 10'007);
+        switch (index % 4) {
+        case 0:
+            text += "/usr/share/" + word(1) + "/" + word(2) + number + ".txt\n";
+            break;
+        case 1:
+            text += word(3) + " " + word(4) + " " + number + "\n";
+            break;
+        case 2:
+            text += word(5) + word(6) + number + "\n";
+            break;
+        default:
+            text += number + "-" + word(7) + "_" + word(8) + "\n";
+            break;
+        }
+    }
+    LineFilter filter { InputBuffer(std::move(text)) };
+    for (auto query : { "e", "s", "sa", "sample", "cafe", "ete", "set", "usrshr", "a b", "sf",
+             "zoe", "libpy", "xsx", "qz" }) {
+        filter.forgetPreviousQuery();
+        auto whole = filtered(filter, query, {});
+        for (std::size_t limit : { 1, 7, 64, 256, 3000 }) {
+            SCOPED_TRACE(std::string(query) + ", limit " + std::to_string(limit));
+            filter.forgetPreviousQuery();
+            auto expected = whole;
+            expected.resize(std::min(limit, expected.size()));
+            EXPECT_EQ(filtered(filter, query, limit), expected);
+        }
+    }
+}
+
 TEST(LineFilter, NothingIsFoundForNoRoomOrAnEmptyQuery)
 {
     LineFilter filter { InputBuffer(input()) };
@@ -201,7 +251,7 @@ TEST(LineFilter, ThreadsChangeNothing)
                           : "/srv/Café/" + number + "/notes.md\n";
     }
     LineFilter filter { InputBuffer(std::move(text)) };
-    for (auto query : { "code", "cafe 12" }) {
+    for (auto query : { "code", "cafe 12", "e", "sd" }) {
         for (std::optional<std::size_t> limit :
             { std::optional<std::size_t> {}, std::optional<std::size_t> { 50 } }) {
             SCOPED_TRACE(std::string(query) + (limit ? ", limit 50" : ", no limit"));

@@ -189,8 +189,8 @@ TEST(LineFilter, AnAnswerWithRoomForSomeIsTheWholeAnswersBeginning)
     // go; queries whose best band holds a few, some or many of them, so that guesses go both ways.
     const char* const words[] = { "sample", "Safari", "essay", "share", "Été", "cafe", "usr",
         "Terminal", "set", "settings", "doc", "libpython", "Zoë", "a", "b", "xerox" };
-    // Lines that an evenly spread sample of 512 sees begin with "qz", and only those: the guess
-    // for "qz" goes too far up, and what it passed over must still be found.
+    // Every third line holds "qz", and it begins only those that an evenly spread sample of 512
+    // sees: the guess for "qz" goes too far up, and what it passed over must still be found.
     constexpr std::uint32_t lineCount = 12'000;
     std::vector<bool> sampled(lineCount);
     for (std::uint32_t sample = 0; sample < 512; ++sample)

@@ -1,8 +1,11 @@
 // Arbitrary bytes as a query and a target: preparation never fails, and a match stays in its
-// bands with ascending indices inside the target, within the bounds that indexes prune by.
+// bands with ascending indices inside the target, within the bounds that indexes prune by. The
+// target's sort key is its lower-cased, normalised text, however it was worked out.
 #include "Search/FuzzyMatcher.h"
+#include "Search/Ranker.h"
 #include "Support/Verify.h"
 
+#include <string>
 #include <string_view>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -13,6 +16,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     auto target = zeph::makeMatchText(split == std::string_view::npos ? bytes : bytes.substr(split + 1));
     zeph::verify(target.wordStart.size() == target.chars.size());
     zeph::verify(zeph::isValidUTF8(target.original));
+    std::string sortKey;
+    zeph::Ranker::appendSortKey(target.original, sortKey);
+    zeph::verify(sortKey == zeph::normalizedText(zeph::lowercasedText(target.original)));
     auto match = zeph::FuzzyMatcher::match(query, target);
     if (!match)
         return 0;

@@ -58,6 +58,18 @@ constexpr unsigned char fold(unsigned char byte)
     return byte >= 'A' && byte <= 'Z' ? static_cast<unsigned char>(byte + 32) : byte;
 }
 
+// fold() on each of eight bytes at once; bytes of 0x80 and above come out as garbage, without
+// disturbing their neighbours.
+constexpr std::uint64_t foldWord(std::uint64_t word)
+{
+    constexpr std::uint64_t ones = 0x0101'0101'0101'0101;
+    auto low = word & (0x7F * ones);
+    auto fromA = low + (0x80 - 'A') * ones; // High bit set from 'A' on.
+    auto pastZ = low + (0x7F - 'Z') * ones; // High bit set past 'Z'.
+    auto upper = fromA & ~pastZ & ~word & (0x80 * ones);
+    return word | (upper >> 2);
+}
+
 namespace Detail {
 
 enum : unsigned char { separator = 1, upper = 2, lower = 4, digit = 8 };

@@ -1,6 +1,8 @@
 #include "Search/Ranker.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
 #include <unordered_map>
 
 namespace zeph {
@@ -122,26 +124,52 @@ std::optional<int> compareLatinLowercased(std::string_view a, std::string_view b
 void Ranker::appendSortKey(std::string_view title, std::string& key)
 {
     auto start = key.size();
-    if (isASCII(title)) {
-        key.resize(start + title.size());
-        auto* out = key.data() + start;
-        for (unsigned char byte : title)
-            *out++ = static_cast<char>(Ascii::fold(byte));
-        return;
-    }
-    // Latin text is already NFC, and lower-cases scalar by scalar, unless a mark follows.
+    // A lower-cased Latin scalar takes at most three bytes for two.
+    key.resize(start + title.size() + title.size() / 2);
+    auto* out = reinterpret_cast<unsigned char*>(key.data()) + start;
     for (std::size_t offset = 0; offset < title.size();) {
+        // Eight ASCII bytes at a time: titles are mostly ASCII, Latin ones too.
+        if (title.size() - offset >= 8) {
+            std::uint64_t word;
+            std::memcpy(&word, title.data() + offset, 8);
+            auto folded = Ascii::foldWord(word);
+            std::memcpy(out, &folded, 8);
+            auto nonAscii = word & 0x8080'8080'8080'8080;
+            auto asciiCount = nonAscii ? std::countr_zero(nonAscii) / 8u : 8u;
+            offset += asciiCount;
+            out += asciiCount;
+            if (asciiCount == 8)
+                continue;
+        }
+        auto byte = static_cast<unsigned char>(title[offset]);
+        if (byte < 0x80) {
+            *out++ = Ascii::fold(byte);
+            ++offset;
+            continue;
+        }
+        // Latin text is already NFC, and lower-cases scalar by scalar, unless a mark follows.
         auto scalar = decodeScalar(title, offset);
         auto lower = scalar < latinLimit ? latinScalar(scalar).lowercased : char16_t { 0 };
         bool markFollows
             = offset < title.size() && static_cast<unsigned char>(title[offset]) >= 0xCC;
-        if ((!lower && scalar) || markFollows) {
+        if (!lower || markFollows) {
             key.resize(start);
             key += normalizedText(lowercasedText(title));
             return;
         }
-        appendUTF8(key, lower);
+        if (lower < 0x80) {
+            *out++ = static_cast<unsigned char>(lower);
+            continue;
+        }
+        if (lower < 0x800) {
+            *out++ = static_cast<unsigned char>(0xC0 | (lower >> 6));
+        } else {
+            *out++ = static_cast<unsigned char>(0xE0 | (lower >> 12));
+            *out++ = static_cast<unsigned char>(0x80 | ((lower >> 6) & 0x3F));
+        }
+        *out++ = static_cast<unsigned char>(0x80 | (lower & 0x3F));
     }
+    key.resize(static_cast<std::size_t>(out - reinterpret_cast<unsigned char*>(key.data())));
 }
 
 int Ranker::compareAsciiLowercased(std::string_view a, std::string_view b)

@@ -1,5 +1,7 @@
 #include "Search/Ranker.h"
 
+#include "Support/Text.h"
+
 #include <algorithm>
 #include <cmath>
 #include <iterator>
@@ -252,7 +254,16 @@ TEST(Ranker, SortKeysOrderTitlesAsTheComparisonDoes)
               "caf\u00E9", "Caf\u00C9", "cafe", "cafez", "caf\u00E9 ", "\u00FF", "\u0178", "\u00DF",
               "\u00B5", "stra\u00DFe", "\u00C5ngstr\u00F6m", "a\u0301", "\u00E1", "\u0150",
               "\u0151z", "K", "\u212A", "\u0130", "\u0130x", "i\u0307", "\u65E5\u672C", "\u00C5",
-              "A\u030A", "\u212B", "\U0001F600", std::string("a\0b", 3), std::string("a\0", 2) };
+              "A\u030A", "\u212B", "\U0001F600", std::string("a\0b", 3), std::string("a\0", 2),
+              // Longer than a word of eight bytes, with the letters' ASCII neighbours, and a
+              // capital whose small letter takes three bytes.
+              "@AZ[`az{ @AZ[`az{", "/USR/Share/Caf\u00C9 Photos/\u023A.TXT",
+              "/usr/share/caf\u00E9 photos/\u2C65.txt", "\u023A\u023Ebcdefghij\u00C0XYZ" };
+    for (auto& title : titles) {
+        std::string key;
+        Ranker::appendSortKey(title, key);
+        EXPECT_EQ(key, normalizedText(lowercasedText(title))) << title;
+    }
     for (auto& first : titles) {
         for (auto& second : titles) {
             SCOPED_TRACE(first + " / " + second);

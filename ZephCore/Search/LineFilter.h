@@ -102,12 +102,15 @@ private:
     struct Tie {
         std::uint32_t item = 0;
         std::string_view sortKey {}; // Ranker::appendSortKey's.
+        std::uint64_t word = 0; // Eight bytes of the key, at the depth that sortTies has reached.
     };
     bool precedes(const Hit& a, const Hit& b) const;
     const char* titleStart(std::uint32_t item) const;
     bool precedes(const Tie& a, const Tie& b) const;
     bool precedesById(std::uint32_t a, std::uint32_t b) const;
     void orderTies(std::vector<Hit>& hits, unsigned threads) const;
+    // Sorts ties whose keys are the same up to `depth` and whose words hold the next eight bytes.
+    void sortTies(Tie* begin, Tie* end, std::size_t depth, int levelsLeft) const;
     template <typename Visit> auto withTarget(std::uint32_t item, Visit&& visit) const;
     // True when no stage could score the line at `floor` or above.
     bool fallsShort(const FuzzyMatcher::Pattern& pattern, const Line& line, double floor) const;

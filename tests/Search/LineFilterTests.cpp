@@ -79,13 +79,14 @@ std::string input()
 }
 
 // The same lines ranked the launcher's way: items of kind file, identified by line number.
-Rows ranked(const std::string& query, int limit, double minimumScore)
+Rows ranked(const std::string& query, int limit, double minimumScore,
+    const std::vector<std::string>& source = lines)
 {
     std::vector<IndexedItem> items;
-    for (std::size_t index = 0; index < lines.size(); ++index) {
-        if (!lines[index].empty()) {
+    for (std::size_t index = 0; index < source.size(); ++index) {
+        if (!source[index].empty()) {
             items.push_back(makeIndexedItem(SearchItem {
-                .id = std::to_string(index + 1), .title = lines[index], .kind = ItemKind::file }));
+                .id = std::to_string(index + 1), .title = source[index], .kind = ItemKind::file }));
         }
     }
     Rows rows;
@@ -231,6 +232,26 @@ TEST(LineFilter, AnAnswerWithRoomForSomeIsTheWholeAnswersBeginning)
             EXPECT_EQ(filtered(filter, query, limit), expected);
         }
     }
+}
+
+TEST(LineFilter, LongRunsOfTiesAreInOrderOfTitleThenId)
+{
+    // Hundreds of lines a run of equal scores and counts, sharing a long beginning: tails of a few
+    // letters that differ in case, in accents, by a NUL, or not at all, and keys that end at every
+    // depth within a word of eight bytes.
+    const std::string letters[] = { "a", "A", "b", "/", "\u00E9", "\u00C9", std::string(1, '\0') };
+    std::vector<std::string> source;
+    std::string text;
+    for (std::uint32_t index = 0; index < 3000; ++index) {
+        auto line = std::string("x/Shared/Beginning/Of/Every/Path/").substr(0, 26 + index % 9);
+        for (auto letter = index * 2654435761u; line.size() < 40 + index % 3; letter /= 7)
+            line += letters[letter % 7];
+        source.push_back(line);
+        text += line + "\n";
+    }
+    LineFilter filter { InputBuffer(std::move(text)) };
+    EXPECT_EQ(filtered(filter, "x", {}), ranked("x", 10'000, 0.2, source));
+    EXPECT_EQ(filtered(filter, "x", {}, 0.2, 2), ranked("x", 10'000, 0.2, source));
 }
 
 TEST(LineFilter, NothingIsFoundForNoRoomOrAnEmptyQuery)

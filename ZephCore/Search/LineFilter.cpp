@@ -9,6 +9,7 @@
 #include <charconv>
 #include <cstring>
 #include <limits>
+#include <numeric>
 #include <thread>
 
 namespace zeph {
@@ -144,16 +145,6 @@ std::optional<std::uint32_t> latinCharacters(std::string_view validText, std::ui
 unsigned threadCount(unsigned requested)
 {
     return requested ? requested : std::max(1u, std::thread::hardware_concurrency());
-}
-
-// The order of hits by their numbers alone: what remains is ordering ties by title.
-bool precedesByNumbers(const LineFilter::Hit& a, const LineFilter::Hit& b)
-{
-    if (a.score != b.score)
-        return a.score > b.score;
-    if (a.characterCount != b.characterCount)
-        return a.characterCount < b.characterCount;
-    return a.item < b.item;
 }
 
 // Runs `work` on every worker, the first on this thread.
@@ -618,28 +609,11 @@ std::vector<LineFilter::Hit> LineFilter::search(const QueryText& query, const Op
             scoreDeferred(worker, static_cast<Band>(band));
         });
     }
-    auto sortHits = [](Worker& worker) {
-        std::sort(worker.hits.begin(), worker.hits.end(), precedesByNumbers);
-    };
-    // Threads pay for themselves only on long lists.
-    std::size_t hitCount = 0;
-    for (auto& worker : workers)
-        hitCount += worker.hits.size();
-    if (hitCount < itemsPerThread)
-        std::for_each(workers.begin(), workers.end(), sortHits);
-    else
-        inParallel(workers, sortHits);
-
-    std::vector<Hit> hits = std::move(workers[0].hits);
+    auto hits = inOrderOfNumbers(workers);
     std::vector<std::uint32_t> candidates = std::move(workers[0].candidates);
-    for (unsigned index = 1; index < threads; ++index) {
-        auto& worker = workers[index];
-        std::vector<Hit> merged(hits.size() + worker.hits.size());
-        std::merge(hits.begin(), hits.end(), worker.hits.begin(), worker.hits.end(), merged.begin(),
-            precedesByNumbers);
-        hits = std::move(merged);
-        candidates.insert(candidates.end(), worker.candidates.begin(), worker.candidates.end());
-    }
+    for (unsigned index = 1; index < threads; ++index)
+        candidates.insert(
+            candidates.end(), workers[index].candidates.begin(), workers[index].candidates.end());
     orderTies(hits, threads);
     if (options.limit && hits.size() > *options.limit)
         hits.resize(*options.limit);
@@ -700,7 +674,80 @@ void LineFilter::sortTies(Tie* begin, Tie* end, std::size_t depth, int levelsLef
     std::sort(begin, end, [this](const Tie& a, const Tie& b) { return precedes(a, b); });
 }
 
-// Hits come ordered by score, count and item; this puts each run of equal scores and counts in
+// A whole run brings up to millions of hits, but only hundreds of distinct scores and counts: a
+// counting sort by them beats comparing. The order within a run is left to orderTies.
+std::vector<LineFilter::Hit> LineFilter::inOrderOfNumbers(const std::vector<Worker>& workers)
+{
+    struct Run {
+        double score = 0;
+        std::uint32_t characterCount = 0;
+        std::uint32_t size = 0;
+    };
+    std::vector<Run> runs;
+    // Open addressing, at most half full: each slot holds a run's index, or `unused`.
+    constexpr auto unused = std::numeric_limits<std::uint32_t>::max();
+    int slotBits = 6;
+    std::vector<std::uint32_t> slots;
+    auto slotOf = [&](double score, std::uint32_t characterCount) {
+        auto hash = (std::bit_cast<std::uint64_t>(score) ^ characterCount) * 0x9E37'79B9'7F4A'7C15;
+        auto mask = (std::size_t { 1 } << slotBits) - 1;
+        for (auto slot = static_cast<std::size_t>(hash >> (64 - slotBits));;
+             slot = (slot + 1) & mask) {
+            auto run = slots[slot];
+            if (run == unused
+                || (runs[run].score == score && runs[run].characterCount == characterCount))
+                return slot;
+        }
+    };
+    auto rehash = [&] {
+        slots.assign(std::size_t { 1 } << slotBits, unused);
+        for (std::uint32_t run = 0; run < runs.size(); ++run)
+            slots[slotOf(runs[run].score, runs[run].characterCount)] = run;
+    };
+    rehash();
+    std::size_t hitCount = 0;
+    for (auto& worker : workers)
+        hitCount += worker.hits.size();
+    std::vector<std::uint32_t> runOfHit;
+    runOfHit.reserve(hitCount);
+    for (auto& worker : workers) {
+        for (auto& hit : worker.hits) {
+            auto slot = slotOf(hit.score, hit.characterCount);
+            if (slots[slot] == unused) {
+                slots[slot] = static_cast<std::uint32_t>(runs.size());
+                runs.push_back(Run { hit.score, hit.characterCount });
+                if (2 * runs.size() > slots.size()) {
+                    ++slotBits;
+                    rehash();
+                    slot = slotOf(hit.score, hit.characterCount);
+                }
+            }
+            ++runs[slots[slot]].size;
+            runOfHit.push_back(slots[slot]);
+        }
+    }
+    std::vector<std::uint32_t> order(runs.size());
+    std::iota(order.begin(), order.end(), 0u);
+    std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+        return runs[a].score != runs[b].score ? runs[a].score > runs[b].score
+                                              : runs[a].characterCount < runs[b].characterCount;
+    });
+    std::vector<std::size_t> nextPlace(runs.size());
+    std::size_t place = 0;
+    for (auto run : order) {
+        nextPlace[run] = place;
+        place += runs[run].size;
+    }
+    std::vector<Hit> hits(hitCount);
+    std::size_t index = 0;
+    for (auto& worker : workers) {
+        for (auto& hit : worker.hits)
+            hits[nextPlace[runOfHit[index++]]++] = hit;
+    }
+    return hits;
+}
+
+// Hits come ordered by score and count; this puts each run of equal scores and counts in
 // order of title, then id.
 void LineFilter::orderTies(std::vector<Hit>& hits, unsigned threads) const
 {

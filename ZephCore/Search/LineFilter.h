@@ -108,6 +108,7 @@ private:
     const char* titleStart(std::uint32_t item) const;
     bool precedes(const Tie& a, const Tie& b) const;
     bool precedesById(std::uint32_t a, std::uint32_t b) const;
+    static std::vector<Hit> inOrderOfNumbers(const std::vector<Worker>& workers);
     void orderTies(std::vector<Hit>& hits, unsigned threads) const;
     // Sorts ties whose keys are the same up to `depth` and whose words hold the next eight bytes.
     void sortTies(Tie* begin, Tie* end, std::size_t depth, int levelsLeft) const;

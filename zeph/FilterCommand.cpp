@@ -29,20 +29,29 @@ double millisecondsSince(Clock::time_point start)
 
 void printResults(const LineFilter& filter, const QueryText& query, const std::vector<LineFilter::Hit>& hits, bool json)
 {
-    static char buffer[1 << 16];
-    std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
-    auto pattern = FuzzyMatcher::makePattern(query);
-    for (auto& hit : hits) {
-        auto title = filter.title(hit.item);
-        if (!json) {
-            std::fwrite(title.data(), 1, title.size(), stdout);
-            std::fputc('\n', stdout);
-            continue;
+    if (json) {
+        auto pattern = FuzzyMatcher::makePattern(query);
+        for (auto& hit : hits) {
+            // Highlights are worked out only for the rows that are shown.
+            auto match = filter.match(pattern, hit.item);
+            printJSON({ { "title", filter.title(hit.item) }, { "score", hit.score },
+                { "indices", match ? match->indices : std::vector<int> {} } });
         }
-        // Highlights are worked out only for the rows that are shown.
-        auto match = filter.match(pattern, hit.item);
-        printJSON({ { "title", title }, { "score", hit.score }, { "indices", match ? match->indices : std::vector<int> {} } });
+        return;
     }
+    // Lines are gathered in large pieces: a whole run may print millions.
+    constexpr std::size_t pieceSize = 1 << 16;
+    std::string piece;
+    piece.reserve(2 * pieceSize);
+    filter.forEachTitle(hits, [&](std::string_view title) {
+        piece += title;
+        piece += '\n';
+        if (piece.size() >= pieceSize) {
+            std::fwrite(piece.data(), 1, piece.size(), stdout);
+            piece.clear();
+        }
+    });
+    std::fwrite(piece.data(), 1, piece.size(), stdout);
 }
 
 std::vector<std::string> keystrokes(const FilterOptions& options)

@@ -76,12 +76,6 @@ struct LatinScratch {
         chars.resize(std::max(chars.size(), capacity));
         wordStarts.assign(wordsFor(capacity), 0);
     }
-    std::optional<std::uint32_t> prepare(
-        std::string_view text, std::size_t capacity, std::uint64_t& mask)
-    {
-        makeRoom(capacity);
-        return prepareLatinBytes(text, chars.data(), wordStarts.data(), 0, mask);
-    }
 };
 
 // A Latin line folded for one query: its characters at once, its word starts only when a stage
@@ -119,13 +113,11 @@ private:
         foldLatinBytes(text, scratch.chars.data());
         return { scratch.chars.data(), count, scratch.wordStarts.data(), 0 };
     }
-    // Writes the same characters again, and the bits, into the room made for them.
     void knowWordStarts() const
     {
         if (m_hasWordStarts)
             return;
-        std::uint64_t mask = 0;
-        prepareLatinBytes(m_text, m_scratch.chars.data(), m_scratch.wordStarts.data(), 0, mask);
+        findLatinWordStarts(m_text, m_scratch.wordStarts.data());
         m_hasWordStarts = true;
     }
 
@@ -134,13 +126,6 @@ private:
     FuzzyMatcher::FoldedTarget<std::uint8_t> m_folded;
     mutable bool m_hasWordStarts = false;
 };
-
-// The character count and class mask of Latin text, or nothing for other text.
-std::optional<std::uint32_t> latinCharacters(std::string_view validText, std::uint64_t& mask)
-{
-    thread_local LatinScratch scratch;
-    return scratch.prepare(validText, validText.size(), mask);
-}
 
 unsigned threadCount(unsigned requested)
 {
@@ -269,7 +254,7 @@ void LineFilter::Segment::addNonAsciiLine(
     }
     // Most non-ASCII lines are Latin text, matched on its bytes like ASCII: only its count and
     // mask are kept.
-    auto count = latinCharacters(text, line.mask);
+    auto count = measureLatinBytes(text, line.mask);
     if (!count) {
         addFoldedLine(text, line, wide);
         return;
@@ -767,16 +752,13 @@ void LineFilter::orderTies(std::vector<Hit>& hits, unsigned threads) const
             ties.clear();
             keys.clear();
             keyEnds.clear();
-            for (auto index = begin; index < runEnd; ++index) {
-                // The titles of a run lie far apart: fetch ahead, the line first, then its text.
-                if (index + 16 < runEnd)
-                    __builtin_prefetch(&m_index.lines[hits[index + 16].item]);
-                if (index + 8 < runEnd)
-                    __builtin_prefetch(titleStart(hits[index + 8].item));
-                ties.push_back(Tie { hits[index].item });
-                Ranker::appendSortKey(title(hits[index].item), keys);
+            auto run = std::span(hits).subspan(begin, runEnd - begin);
+            for (auto& hit : run)
+                ties.push_back(Tie { hit.item });
+            forEachTitle(run, [&](std::string_view title) {
+                Ranker::appendSortKey(title, keys);
                 keyEnds.push_back(keys.size());
-            }
+            });
             // Views only now, when the keys no longer move.
             for (std::size_t index = 0, offset = 0; index < ties.size();
                  offset = keyEnds[index++]) {

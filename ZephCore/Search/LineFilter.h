@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -55,6 +56,18 @@ public:
         return m_index.lines[item].characterCount;
     }
     std::uint32_t lineNumber(std::uint32_t item) const;
+    // Calls `visit` with each hit's title in turn. The titles of hits lie far apart in the input,
+    // so each is fetched a few hits ahead: first its line, then its text.
+    template <typename Visit> void forEachTitle(std::span<const Hit> hits, Visit&& visit) const
+    {
+        for (std::size_t index = 0; index < hits.size(); ++index) {
+            if (index + 16 < hits.size())
+                __builtin_prefetch(&m_index.lines[hits[index + 16].item]);
+            if (index + 8 < hits.size())
+                __builtin_prefetch(titleStart(hits[index + 8].item));
+            visit(title(hits[index].item));
+        }
+    }
     std::optional<Match> match(const FuzzyMatcher::Pattern& pattern, std::uint32_t item) const;
 
 private:

@@ -74,34 +74,52 @@ private:
     bool m_previousIsNumber = false;
 };
 
-// What preparing needs of a scalar below latinLimit, in one place for the hot loop.
+// What preparing needs of a scalar below latinLimit, in one place for the hot loops.
 struct LatinCharacter {
     char16_t folded = 0;
     std::uint8_t classBitIndex = 0;
-    bool isSeparator = false;
+    std::uint8_t wordClass = 0; // Ascii::Detail's classes.
     bool isCarriageReturn = false;
-    CharacterProperties properties {};
 };
 
 const LatinCharacter* latinCharacters()
 {
     static const auto table = [] {
+        using namespace Ascii::Detail;
         std::vector<LatinCharacter> entries(latinLimit);
         for (char32_t scalar = 0; scalar < latinLimit; ++scalar) {
             auto& latin = latinScalar(scalar);
+            bool isSeparator
+                = scalar < 0x80 && Ascii::isSeparator(static_cast<unsigned char>(scalar));
             entries[scalar] = LatinCharacter {
                 .folded = latin.folded,
                 .classBitIndex
                 = static_cast<std::uint8_t>(std::countr_zero(characterClassBit(latin.folded))),
-                .isSeparator
-                = scalar < 0x80 && Ascii::isSeparator(static_cast<unsigned char>(scalar)),
+                .wordClass = static_cast<std::uint8_t>((isSeparator ? separator : 0)
+                    | (latin.properties.isUppercase ? upper : 0)
+                    | (latin.properties.isLowercase ? lower : 0)
+                    | (latin.properties.isNumber ? digit : 0)),
                 .isCarriageReturn = scalar == U'\r',
-                .properties = latin.properties,
             };
         }
         return entries;
     }();
     return table.data();
+}
+
+// The scalar that starts at `offset` of valid UTF-8, moving `offset` past it, when it is below
+// latinLimit: one byte, or two with a lead byte up to 0xCB. Other scalars yield latinLimit.
+char32_t decodeLatinScalar(const unsigned char* bytes, std::size_t& offset)
+{
+    char32_t lead = bytes[offset];
+    if (lead < 0x80) {
+        ++offset;
+        return lead;
+    }
+    if (lead > 0xCB)
+        return latinLimit;
+    offset += 2;
+    return ((lead & 0x1F) << 6) | (bytes[offset - 1] & 0x3F);
 }
 
 // Text whose scalars are all below latinLimit: each scalar is a character, and the table folds it.
@@ -111,25 +129,18 @@ template <typename Emit> bool forEachLatinCharacter(std::string_view validText, 
 {
     const LatinCharacter* table = latinCharacters();
     auto* bytes = reinterpret_cast<const unsigned char*>(validText.data());
-    auto size = validText.size();
-    WordStarts wordStarts;
-    for (std::size_t offset = 0; offset < size;) {
-        // Scalars below U+0300 take one byte, or two with a lead byte up to 0xCB.
-        char32_t scalar = bytes[offset];
-        if (scalar < 0x80) {
-            ++offset;
-        } else if (scalar <= 0xCB) {
-            scalar = ((scalar & 0x1F) << 6) | (bytes[offset + 1] & 0x3F);
-            offset += 2;
-        } else {
+    unsigned previous = Ascii::Detail::separator;
+    for (std::size_t offset = 0; offset < validText.size();) {
+        auto scalar = decodeLatinScalar(bytes, offset);
+        if (scalar == latinLimit)
             return false;
-        }
         auto& latin = table[scalar];
         // A carriage return may pair with a line feed into one character.
         if (latin.isCarriageReturn)
             return false;
-        if (!emit(latin, wordStarts.next(latin.isSeparator, latin.properties)))
+        if (!emit(latin, Ascii::Detail::startsWord(previous, latin.wordClass)))
             return false;
+        previous = latin.wordClass;
     }
     return true;
 }
@@ -168,27 +179,17 @@ void prepareCharacters(std::string_view validText, PreparedCharacters& prepared)
     }
 }
 
-std::optional<std::uint32_t> prepareLatinBytes(std::string_view validText, std::uint8_t* chars,
-    std::uint64_t* wordStartBits, std::uint64_t firstBit, std::uint64_t& mask)
+std::optional<std::uint32_t> measureLatinBytes(std::string_view validText, std::uint64_t& mask)
 {
     std::uint32_t count = 0;
     std::uint64_t classes = 0;
-    bool prepared
-        = forEachLatinCharacter(validText, [&](const LatinCharacter& latin, bool isWordStart) {
-              if (latin.folded > 0xFF)
-                  return false;
-              chars[count] = static_cast<std::uint8_t>(latin.folded);
-              classes |= std::uint64_t { 1 } << latin.classBitIndex;
-              auto bit = firstBit + count;
-              wordStartBits[bit / 64] |= std::uint64_t { isWordStart } << (bit % 64);
-              ++count;
-              return true;
-          });
-    if (!prepared) {
-        for (auto bit = firstBit; bit < firstBit + count; ++bit)
-            wordStartBits[bit / 64] &= ~(std::uint64_t { 1 } << (bit % 64));
+    bool isLatin = forEachLatinCharacter(validText, [&](const LatinCharacter& latin, bool) {
+        classes |= std::uint64_t { 1 } << latin.classBitIndex;
+        ++count;
+        return latin.folded <= 0xFF;
+    });
+    if (!isLatin)
         return std::nullopt;
-    }
     mask = classes;
     return count;
 }
@@ -197,17 +198,29 @@ void foldLatinBytes(std::string_view latinText, std::uint8_t* chars)
 {
     const LatinCharacter* table = latinCharacters();
     auto* bytes = reinterpret_cast<const unsigned char*>(latinText.data());
-    auto size = latinText.size();
-    for (std::size_t offset = 0; offset < size;) {
-        char32_t scalar = bytes[offset];
-        if (scalar < 0x80) {
-            ++offset;
-        } else {
-            scalar = ((scalar & 0x1F) << 6) | (bytes[offset + 1] & 0x3F);
-            offset += 2;
+    for (std::size_t offset = 0; offset < latinText.size();)
+        *chars++ = static_cast<std::uint8_t>(table[decodeLatinScalar(bytes, offset)].folded);
+}
+
+void findLatinWordStarts(std::string_view latinText, std::uint64_t* wordStartBits)
+{
+    const LatinCharacter* table = latinCharacters();
+    auto* bytes = reinterpret_cast<const unsigned char*>(latinText.data());
+    unsigned previous = Ascii::Detail::separator;
+    std::uint64_t bits = 0;
+    unsigned bit = 0;
+    for (std::size_t offset = 0; offset < latinText.size();) {
+        unsigned wordClass = table[decodeLatinScalar(bytes, offset)].wordClass;
+        bits |= std::uint64_t { Ascii::Detail::startsWord(previous, wordClass) } << bit;
+        previous = wordClass;
+        if (++bit == 64) {
+            *wordStartBits++ = bits;
+            bits = 0;
+            bit = 0;
         }
-        *chars++ = static_cast<std::uint8_t>(table[scalar].folded);
     }
+    if (bit)
+        *wordStartBits = bits;
 }
 
 MatchText makeMatchText(std::string_view text)

@@ -42,14 +42,14 @@ struct PreparedCharacters {
 };
 void prepareCharacters(std::string_view validText, PreparedCharacters& prepared);
 
-// The fast path of prepareCharacters for arenas of one byte per character, for text whose every
-// scalar lies in the Latin table and folds below 256: writes the folded characters to `chars` and
-// sets the word-start bits from `firstBit` on (bits that must be clear on entry), and the class
-// mask of the characters. Yields their count, or nothing, having written no bits, for other text.
-std::optional<std::uint32_t> prepareLatinBytes(std::string_view validText, std::uint8_t* chars,
-    std::uint64_t* wordStartBits, std::uint64_t firstBit, std::uint64_t& mask);
-// The folded characters alone of text that prepareLatinBytes accepts: a cheaper first look.
+// Latin text, whose every scalar lies in the Latin table and folds below 256, is matched on its
+// own bytes, prepared afresh for each query in three cheap pieces. measureLatinBytes yields the
+// count of characters of Latin text and sets its class mask, or yields nothing for other text.
+std::optional<std::uint32_t> measureLatinBytes(std::string_view validText, std::uint64_t& mask);
+// The folded characters of Latin text, one byte each.
 void foldLatinBytes(std::string_view latinText, std::uint8_t* chars);
+// The word starts of Latin text, a bit a character from bit 0 on, written a whole word at a time.
+void findLatinWordStarts(std::string_view latinText, std::uint64_t* wordStartBits);
 
 namespace Ascii {
 
@@ -88,6 +88,16 @@ inline constexpr auto classes = [] {
     return table;
 }();
 
+// Whether a word starts at a character of class `at` after one of class `before`. Letters and
+// numbers beyond ASCII take the same classes.
+constexpr bool startsWord(unsigned before, unsigned at)
+{
+    // Without branches: the bits line up on bit 0.
+    unsigned starts
+        = (before & separator) | ((at / upper) & (before / lower)) | ((at ^ before) / digit);
+    return (starts & ~at & 1) != 0;
+}
+
 } // namespace Detail
 
 constexpr bool isSeparator(unsigned char byte)
@@ -99,13 +109,7 @@ constexpr bool isSeparator(unsigned char byte)
 // after a separator, at an upper-case letter after a lower-case one, and where digits begin or end.
 constexpr bool isWordStart(unsigned char previous, unsigned char current)
 {
-    using namespace Detail;
-    unsigned before = classes[previous];
-    unsigned at = classes[current];
-    // Without branches: the bits line up on bit 0.
-    unsigned starts
-        = (before & separator) | ((at / upper) & (before / lower)) | ((at ^ before) / digit);
-    return (starts & ~at & 1) != 0;
+    return Detail::startsWord(Detail::classes[previous], Detail::classes[current]);
 }
 
 } // namespace Ascii

@@ -3,6 +3,7 @@
 #include "Support/LazyTable.h"
 
 #include <bit>
+#include <cstring>
 
 namespace zeph {
 
@@ -209,8 +210,7 @@ void findLatinWordStarts(std::string_view latinText, std::uint64_t* wordStartBit
     unsigned previous = Ascii::Detail::separator;
     std::uint64_t bits = 0;
     unsigned bit = 0;
-    for (std::size_t offset = 0; offset < latinText.size();) {
-        unsigned wordClass = table[decodeLatinScalar(bytes, offset)].wordClass;
+    auto take = [&](unsigned wordClass) {
         bits |= std::uint64_t { Ascii::Detail::startsWord(previous, wordClass) } << bit;
         previous = wordClass;
         if (++bit == 64) {
@@ -218,6 +218,20 @@ void findLatinWordStarts(std::string_view latinText, std::uint64_t* wordStartBit
             bits = 0;
             bit = 0;
         }
+    };
+    for (std::size_t offset = 0; offset < latinText.size();) {
+        // Eight ASCII bytes at a time, so that the next offset does not wait for each byte.
+        if (latinText.size() - offset >= 8) {
+            std::uint64_t word;
+            std::memcpy(&word, bytes + offset, 8);
+            if (!(word & 0x8080'8080'8080'8080)) {
+                for (unsigned index = 0; index < 8; ++index)
+                    take(Ascii::Detail::classes[bytes[offset + index]]);
+                offset += 8;
+                continue;
+            }
+        }
+        take(table[decodeLatinScalar(bytes, offset)].wordClass);
     }
     if (bit)
         *wordStartBits = bits;

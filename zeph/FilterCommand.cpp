@@ -29,6 +29,8 @@ double millisecondsSince(Clock::time_point start)
 
 void printResults(const LineFilter& filter, const QueryText& query, const std::vector<LineFilter::Hit>& hits, bool json)
 {
+    static char buffer[1 << 16];
+    std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
     if (json) {
         auto pattern = FuzzyMatcher::makePattern(query);
         for (auto& hit : hits) {
@@ -39,19 +41,10 @@ void printResults(const LineFilter& filter, const QueryText& query, const std::v
         }
         return;
     }
-    // Lines are gathered in large pieces: a whole run may print millions.
-    constexpr std::size_t pieceSize = 1 << 16;
-    std::string piece;
-    piece.reserve(2 * pieceSize);
-    filter.forEachTitle(hits, [&](std::string_view title) {
-        piece += title;
-        piece += '\n';
-        if (piece.size() >= pieceSize) {
-            std::fwrite(piece.data(), 1, piece.size(), stdout);
-            piece.clear();
-        }
+    filter.forEachTitle(hits, [](std::string_view title) {
+        std::fwrite(title.data(), 1, title.size(), stdout);
+        std::fputc('\n', stdout);
     });
-    std::fwrite(piece.data(), 1, piece.size(), stdout);
 }
 
 std::vector<std::string> keystrokes(const FilterOptions& options)

@@ -105,7 +105,9 @@ private:
         {
         }
         void addLines(std::string_view input, std::size_t begin, std::size_t end);
-        void addNonAsciiLine(std::string_view input, std::uint32_t offset, std::uint32_t length);
+        // The line's first `asciiPrefix` bytes are ASCII, and their class bits are in `mask`.
+        void addNonAsciiLine(std::string_view text, std::uint32_t offset, std::uint32_t asciiPrefix,
+            std::uint64_t mask);
         void addFoldedLine(std::string_view text, Line line, WideLine wide);
         void append(Segment&& other);
     };

@@ -180,17 +180,31 @@ void prepareCharacters(std::string_view validText, PreparedCharacters& prepared)
     }
 }
 
-std::optional<std::uint32_t> measureLatinBytes(std::string_view validText, std::uint64_t& mask)
+std::optional<std::uint32_t> measureLatinText(
+    std::string_view text, std::size_t asciiPrefix, std::uint64_t& mask)
 {
-    std::uint32_t count = 0;
-    std::uint64_t classes = 0;
-    bool isLatin = forEachLatinCharacter(validText, [&](const LatinCharacter& latin, bool) {
+    const LatinCharacter* table = latinCharacters();
+    auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+    auto count = static_cast<std::uint32_t>(asciiPrefix);
+    std::uint64_t classes = mask;
+    for (std::size_t offset = asciiPrefix; offset < text.size(); ++count) {
+        char32_t scalar = bytes[offset];
+        if (scalar < 0x80) {
+            ++offset;
+        } else {
+            // A lead byte from 0xC2 to 0xCB and a continuation byte: valid, and below latinLimit.
+            if (scalar < 0xC2 || scalar > 0xCB || offset + 1 == text.size()
+                || (bytes[offset + 1] & 0xC0) != 0x80)
+                return std::nullopt;
+            scalar = ((scalar & 0x1F) << 6) | (bytes[offset + 1] & 0x3F);
+            offset += 2;
+        }
+        auto& latin = table[scalar];
+        // A carriage return may pair with a line feed into one character.
+        if (latin.isCarriageReturn || latin.folded > 0xFF)
+            return std::nullopt;
         classes |= std::uint64_t { 1 } << latin.classBitIndex;
-        ++count;
-        return latin.folded <= 0xFF;
-    });
-    if (!isLatin)
-        return std::nullopt;
+    }
     mask = classes;
     return count;
 }

@@ -43,9 +43,12 @@ struct PreparedCharacters {
 void prepareCharacters(std::string_view validText, PreparedCharacters& prepared);
 
 // Latin text, whose every scalar lies in the Latin table and folds below 256, is matched on its
-// own bytes, prepared afresh for each query in three cheap pieces. measureLatinBytes yields the
-// count of characters of Latin text and sets its class mask, or yields nothing for other text.
-std::optional<std::uint32_t> measureLatinBytes(std::string_view validText, std::uint64_t& mask);
+// own bytes, prepared afresh for each query in three cheap pieces. measureLatinText takes any
+// bytes whose first `asciiPrefix` are ASCII and already in `mask`: for Latin text in valid UTF-8
+// it adds the class bits of the rest to `mask` and yields the count of characters; for other
+// bytes, valid or not, it yields nothing.
+std::optional<std::uint32_t> measureLatinText(
+    std::string_view text, std::size_t asciiPrefix, std::uint64_t& mask);
 // The folded characters of Latin text, one byte each.
 void foldLatinBytes(std::string_view latinText, std::uint8_t* chars);
 // The word starts of Latin text, a bit a character from bit 0 on, written a whole word at a time.

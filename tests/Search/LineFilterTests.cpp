@@ -1,6 +1,7 @@
 #include "Search/LineFilter.h"
 
 #include "Search/Ranker.h"
+#include "Support/Text.h"
 
 #include <optional>
 #include <string>
@@ -64,6 +65,13 @@ const std::vector<std::string> lines = {
     "\u1112\u1161\u11AB code",
     "e\u0301",
     "é",
+    // Latin after a long ASCII beginning, and bytes that look Latin but are not valid UTF-8.
+    "/home/ada/Projects/Café Photos/code",
+    "caf\xC3",
+    "\xC0\xAF code",
+    "code \xCB",
+    "Café\rCode",
+    "Ǆemal code",
 };
 
 // Every third line ends in CR LF, and the last line has no ending at all.
@@ -78,7 +86,8 @@ std::string input()
     return text;
 }
 
-// The same lines ranked the launcher's way: items of kind file, identified by line number.
+// The same lines ranked the launcher's way: items of kind file, identified by line number, with
+// the titles repaired as the filter shows them.
 Rows ranked(const std::string& query, int limit, double minimumScore,
     const std::vector<std::string>& source = lines)
 {
@@ -92,7 +101,7 @@ Rows ranked(const std::string& query, int limit, double minimumScore,
     Rows rows;
     Ranker ranker { .learningWeight = 0.9, .minimumMatchScore = minimumScore };
     for (auto& result : ranker.rank(items, makeQueryText(query), {}, limit))
-        rows.emplace_back(result.item.id, result.item.title, result.score);
+        rows.emplace_back(result.item.id, sanitizedUTF8(result.item.title), result.score);
     return rows;
 }
 

@@ -1,7 +1,22 @@
 #include "CommandLine.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <exception>
+#include <iterator>
+#include <string_view>
+
+namespace {
+
+using namespace zeph::CommandLine;
+
+template <void (*add)(CLI::App&, Action&)> void withoutOptions(CLI::App& app, Action& action, const GlobalOptions&)
+{
+    add(app, action);
+}
+
+} // namespace
 
 int main(int argc, char** argv)
 {
@@ -21,27 +36,47 @@ int main(int argc, char** argv)
         "The data folder (default: ZEPH_DATA_DIR, else $XDG_DATA_HOME/Zeph Launcher or "
         "~/.local/share/Zeph Launcher)");
     Action action;
-    addFilterCommand(app, action);
-    addRankCommand(app, action);
-    addMatchCommand(app, action);
-    addPrepareCommand(app, action);
-    addParseCommand(app, action);
-    addCalcCommand(app, action);
-    addWebCommand(app, action);
-    addKeysCommand(app, action);
-    addRenderCommand(app, action);
-    addClipboardCommand(app, action, options);
-    addSnippetsCommand(app, action, options);
-    addConfigCommand(app, action, options);
-    addThemesCommand(app, action, options);
-    addLearnCommands(app, action, options);
-    addTriggersCommand(app, action, options);
-    addImportCommand(app, action, options);
-    addWorkflowsCommand(app, action, options);
-    addRunCommand(app, action, options);
-    addFilterScriptCommand(app, action, options);
-    addSearchCommands(app, action, options);
-    addIndexCommands(app, action, options);
+    // A run builds only the parser of the command it names, when it names one first: building
+    // them all costs a filter run a few tenths of a millisecond. Otherwise (help, a global option
+    // first, a mistake) it builds them all.
+    using Adder = void (*)(CLI::App&, Action&, const GlobalOptions&);
+    struct Command {
+        std::array<std::string_view, 3> names;
+        Adder add;
+    };
+    static const Command commands[] = {
+        { { "filter" }, withoutOptions<addFilterCommand> },
+        { { "rank" }, withoutOptions<addRankCommand> },
+        { { "match" }, withoutOptions<addMatchCommand> },
+        { { "prepare" }, withoutOptions<addPrepareCommand> },
+        { { "parse" }, withoutOptions<addParseCommand> },
+        { { "calc" }, withoutOptions<addCalcCommand> },
+        { { "web" }, withoutOptions<addWebCommand> },
+        { { "keys" }, withoutOptions<addKeysCommand> },
+        { { "render" }, withoutOptions<addRenderCommand> },
+        { { "clipboard" }, addClipboardCommand },
+        { { "snippets" }, addSnippetsCommand },
+        { { "config" }, addConfigCommand },
+        { { "themes" }, addThemesCommand },
+        { { "learn", "boosts", "forget" }, addLearnCommands },
+        { { "triggers" }, addTriggersCommand },
+        { { "import" }, addImportCommand },
+        { { "workflows" }, addWorkflowsCommand },
+        { { "run" }, addRunCommand },
+        { { "filter-script" }, addFilterScriptCommand },
+        { { "search", "apps" }, addSearchCommands },
+        { { "index", "files" }, addIndexCommands },
+    };
+    std::string_view first = argc > 1 ? argv[1] : "";
+    auto named = std::find_if(std::begin(commands), std::end(commands), [&](const Command& command) {
+        return !first.empty() && std::find(command.names.begin(), command.names.end(), first) != command.names.end();
+    });
+    if (named != std::end(commands)) {
+        named->add(app, action, options);
+    } else {
+        for (auto& command : commands)
+            command.add(app, action, options);
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {

@@ -222,15 +222,12 @@ void LineFilter::Segment::addLines(std::string_view input, std::size_t begin, st
         auto* bytes = reinterpret_cast<const unsigned char*>(data + offset);
         std::uint64_t mask = 0;
         std::uint32_t asciiPrefix = 0;
-        // Eight bytes at a time, their bits gathered in a tree rather than in one chain.
         for (; length - asciiPrefix >= 8; asciiPrefix += 8) {
             std::uint64_t word;
             std::memcpy(&word, bytes + asciiPrefix, 8);
-            if (word & 0x8080'8080'8080'8080)
+            if (word & Ascii::highBits)
                 break;
-            auto bits = [&](unsigned byte) { return asciiClassBits[(word >> (8 * byte)) & 0x7F]; };
-            mask |= ((bits(0) | bits(1)) | (bits(2) | bits(3)))
-                | ((bits(4) | bits(5)) | (bits(6) | bits(7)));
+            mask |= asciiClassBitsOfWord(word);
         }
         for (; asciiPrefix < length && bytes[asciiPrefix] < 0x80; ++asciiPrefix)
             mask |= asciiClassBits[bytes[asciiPrefix]];

@@ -188,6 +188,17 @@ std::optional<std::uint32_t> measureLatinText(
     auto count = static_cast<std::uint32_t>(asciiPrefix);
     std::uint64_t classes = mask;
     for (std::size_t offset = asciiPrefix; offset < text.size(); ++count) {
+        // Eight ASCII bytes at a time.
+        if (text.size() - offset >= 8) {
+            std::uint64_t word;
+            std::memcpy(&word, bytes + offset, 8);
+            if (!(word & Ascii::highBits)) {
+                classes |= asciiClassBitsOfWord(word);
+                offset += 8;
+                count += 7; // The eighth as the loop goes on.
+                continue;
+            }
+        }
         char32_t scalar = bytes[offset];
         if (scalar < 0x80) {
             ++offset;
@@ -200,8 +211,7 @@ std::optional<std::uint32_t> measureLatinText(
             offset += 2;
         }
         auto& latin = table[scalar];
-        // A carriage return may pair with a line feed into one character.
-        if (latin.isCarriageReturn || latin.folded > 0xFF)
+        if (latin.folded > 0xFF)
             return std::nullopt;
         classes |= std::uint64_t { 1 } << latin.classBitIndex;
     }
@@ -238,7 +248,7 @@ void findLatinWordStarts(std::string_view latinText, std::uint64_t* wordStartBit
         if (latinText.size() - offset >= 8) {
             std::uint64_t word;
             std::memcpy(&word, bytes + offset, 8);
-            if (!(word & 0x8080'8080'8080'8080)) {
+            if (!(word & Ascii::highBits)) {
                 for (unsigned index = 0; index < 8; ++index)
                     take(Ascii::Detail::classes[bytes[offset + index]]);
                 offset += 8;

@@ -43,10 +43,11 @@ struct PreparedCharacters {
 void prepareCharacters(std::string_view validText, PreparedCharacters& prepared);
 
 // Latin text, whose every scalar lies in the Latin table and folds below 256, is matched on its
-// own bytes, prepared afresh for each query in three cheap pieces. measureLatinText takes any
-// bytes whose first `asciiPrefix` are ASCII and already in `mask`: for Latin text in valid UTF-8
-// it adds the class bits of the rest to `mask` and yields the count of characters; for other
-// bytes, valid or not, it yields nothing.
+// own bytes, prepared afresh for each query in three cheap pieces. measureLatinText takes the bytes
+// of one line (no line feed, so that a carriage return is a character of its own) whose first
+// `asciiPrefix` are ASCII and already in `mask`: for Latin text in valid UTF-8 it adds the class
+// bits of the rest to `mask` and yields the count of characters; for other bytes, valid or not,
+// it yields nothing.
 std::optional<std::uint32_t> measureLatinText(
     std::string_view text, std::size_t asciiPrefix, std::uint64_t& mask);
 // The folded characters of Latin text, one byte each.
@@ -72,6 +73,8 @@ constexpr std::uint64_t foldWord(std::uint64_t word)
     auto upper = fromA & ~pastZ & ~word & (0x80 * ones);
     return word | (upper >> 2);
 }
+
+constexpr std::uint64_t highBits = 0x8080'8080'8080'8080;
 
 namespace Detail {
 
@@ -138,5 +141,13 @@ inline constexpr auto asciiClassBits = [] {
         bits[byte] = characterClassBit(Ascii::fold(static_cast<unsigned char>(byte)));
     return bits;
 }();
+
+// The class bits of eight ASCII bytes, gathered in a tree rather than in one chain.
+constexpr std::uint64_t asciiClassBitsOfWord(std::uint64_t word)
+{
+    auto bits = [&](unsigned byte) { return asciiClassBits[(word >> (8 * byte)) & 0x7F]; };
+    return ((bits(0) | bits(1)) | (bits(2) | bits(3)))
+        | ((bits(4) | bits(5)) | (bits(6) | bits(7)));
+}
 
 } // namespace zeph

@@ -134,7 +134,7 @@ void Ranker::appendSortKey(std::string_view title, std::string& key)
             std::memcpy(&word, title.data() + offset, 8);
             auto folded = Ascii::foldWord(word);
             std::memcpy(out, &folded, 8);
-            auto nonAscii = word & 0x8080'8080'8080'8080;
+            auto nonAscii = word & Ascii::highBits;
             auto asciiCount = nonAscii ? std::countr_zero(nonAscii) / 8u : 8u;
             offset += asciiCount;
             out += asciiCount;

@@ -71,6 +71,7 @@ const std::vector<std::string> lines = {
     "\xC0\xAF code",
     "code \xCB",
     "Café\rCode",
+    "Café Photos\r/code/notes in a line longer than a word",
     "Ǆemal code",
 };
 

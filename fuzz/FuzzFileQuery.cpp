@@ -1,6 +1,8 @@
 // Arbitrary text through the file index's query: as a typed term, its predicate reads back with
 // the term's words, no word can break the full-text query, and a name made of the words is found;
-// as a predicate, it reads or is refused, never worse.
+// as a predicate, it reads or is refused, never worse. After a tab, the rest is a name: the
+// full-text table finds it exactly when the word check says so, and through the words' first
+// three characters whenever it does.
 #include "Files/FileQuery.h"
 #include "Files/FileSearcher.h"
 #include "Files/IndexWords.h"
@@ -31,8 +33,10 @@ sqlite3* database()
 bool finds(const std::string& words, const std::string& expression)
 {
     auto* db = database();
-    sqlite3_exec(db, "DELETE FROM names; INSERT INTO names(names) VALUES('delete-all')", nullptr,
-        nullptr, nullptr);
+    // A contentless table forgets only through its own command.
+    zeph::verify(sqlite3_exec(db, "INSERT INTO names (names) VALUES ('delete-all')", nullptr,
+                     nullptr, nullptr)
+        == SQLITE_OK);
     sqlite3_stmt* insert = nullptr;
     zeph::verify(sqlite3_prepare_v2(
                      db, "INSERT INTO names (rowid, words) VALUES (1, ?1)", -1, &insert, nullptr)
@@ -60,6 +64,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         auto expression = zeph::matchExpression(query->words);
         if (!expression.empty())
             finds("", expression);
+    }
+
+    if (auto tab = text.find('\t'); tab != std::string::npos) {
+        auto name = zeph::sanitizedUTF8(text.substr(tab + 1));
+        std::vector<std::string> typed { zeph::sanitizedUTF8(text.substr(0, tab)) };
+        auto folded = zeph::foldedWords(typed);
+        if (!folded.empty()) {
+            std::string words;
+            zeph::appendIndexWords(name, words);
+            bool isFound = finds(words, zeph::prefixExpression(folded));
+            zeph::verify(isFound == zeph::beginsWordsOf(name, folded));
+            zeph::verify(!isFound || finds(words, zeph::prefixExpression(folded, 3)));
+        }
     }
 
     auto term = zeph::sanitizedUTF8(text);

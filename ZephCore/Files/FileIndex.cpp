@@ -63,6 +63,12 @@ constexpr const char* usualCache = "PRAGMA cache_size = -2000";
 constexpr std::size_t textsPerBatch = 256;
 constexpr std::int64_t bytesPerBatch = 8 << 20;
 constexpr std::int64_t reportEvery = 10'000;
+// The longest prefix, in characters, that the names table keeps an index of (its `prefix` option).
+constexpr std::size_t longestIndexedPrefix = 3;
+// A search through those prefixes gives up once it has read this many rows of which fewer than one
+// in `sparseShare` matched.
+constexpr std::int64_t sparseRowsRead = 24;
+constexpr std::int64_t sparseShare = 8;
 
 std::optional<std::string> metaValue(sqlite3* database, std::string_view key)
 {
@@ -700,10 +706,63 @@ Result<std::vector<IndexedFile>> FileIndex::search(std::string_view predicate, i
 Result<std::vector<IndexedFile>> FileIndex::search(const FileQuery& query, int limit) const
 {
     std::vector<IndexedFile> found;
-    auto expression = matchExpression(query.words);
-    if (expression.empty() || limit <= 0 || (query.types && *query.types == 0))
+    auto words = foldedWords(query.words);
+    if (words.empty() || limit <= 0 || (query.types && *query.types == 0))
         return found;
+    auto add = [&](std::string_view folder, std::string_view name, std::int64_t bits,
+                   std::int64_t modified) {
+        auto types = static_cast<ContentTypes::Bits>(bits);
+        found.push_back({ .path = joinedPath(folder, name),
+            .name = std::string(name),
+            .isFolder = (types & ContentTypes::folder()) != 0,
+            .types = types,
+            .modified = modified });
+    };
+    auto typesWanted = query.types ? std::int64_t { *query.types } : std::int64_t { -1 };
+    auto typesRefused = std::int64_t { query.excludesFolders ? ContentTypes::folder() : 0 };
     bool isName = query.field == FileQuery::Field::name;
+
+    // A word longer than the prefix tables reach makes the full-text table merge the lists of every
+    // word it begins before the first row: milliseconds for a beginning as common as "conf". The
+    // rows of the words' first characters, newest first and checked against the whole words, give
+    // the same answer at the cost of the rows read; where few of them match, reading on would cost
+    // more than the merge.
+    bool isBeyondPrefixes = isName && std::any_of(words.begin(), words.end(), [](auto& word) {
+        auto characters = std::ranges::count_if(
+            word, [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; });
+        return static_cast<std::size_t>(characters) > longestIndexedPrefix;
+    });
+    if (isBeyondPrefixes) {
+        SQLiteStatement rows(m_database,
+            "SELECT files.folder, files.name, files.types, files.modified FROM names "
+            "JOIN files ON files.id = names.rowid WHERE names MATCH ?1 "
+            "AND (?2 < 0 OR (files.types & ?2) != 0) AND (files.types & ?3) = 0 "
+            "ORDER BY names.rowid DESC");
+        SQLiteStatement folder(m_database, "SELECT path FROM folders WHERE id = ?1");
+        if (!rows || !folder)
+            return databaseError(m_database, "prepare the query");
+        rows.bind(1, prefixExpression(words, longestIndexedPrefix));
+        rows.bind(2, typesWanted);
+        rows.bind(3, typesRefused);
+        std::int64_t read = 0;
+        bool isSparse = false;
+        while (std::ssize(found) < limit && !isSparse && rows.step()) {
+            // The folder only for a match: most rows read are not.
+            if (beginsWordsOf(rows.text(1), words)) {
+                folder.bind(1, rows.integer(0));
+                if (folder.step())
+                    add(folder.text(0), rows.text(1), rows.integer(2), rows.integer(3));
+                folder.reset();
+            }
+            isSparse = ++read >= sparseRowsRead && std::ssize(found) * sparseShare < read;
+        }
+        if (std::ssize(found) == limit || rows.isDone())
+            return found;
+        if (!isSparse)
+            return databaseError(m_database, "answer the query");
+        found.clear();
+    }
+
     SQLiteStatement select(m_database,
         isName ? "SELECT folders.path, files.name, files.types, files.modified FROM names "
                  "JOIN files ON files.id = names.rowid JOIN folders ON folders.id = files.folder "
@@ -715,19 +774,12 @@ Result<std::vector<IndexedFile>> FileIndex::search(const FileQuery& query, int l
                  "WHERE contents MATCH ?1 ORDER BY contents.rowid DESC LIMIT ?4");
     if (!select)
         return databaseError(m_database, "prepare the query");
-    select.bind(1, expression);
-    select.bind(2, query.types ? std::int64_t { *query.types } : std::int64_t { -1 });
-    select.bind(3, std::int64_t { query.excludesFolders ? ContentTypes::folder() : 0 });
+    select.bind(1, prefixExpression(words));
+    select.bind(2, typesWanted);
+    select.bind(3, typesRefused);
     select.bind(4, std::int64_t { limit });
-    while (select.step()) {
-        auto types = static_cast<ContentTypes::Bits>(select.integer(2));
-        IndexedFile file { .path = joinedPath(select.text(0), select.text(1)),
-            .name = std::string(select.text(1)),
-            .isFolder = (types & ContentTypes::folder()) != 0,
-            .types = types,
-            .modified = select.integer(3) };
-        found.push_back(std::move(file));
-    }
+    while (select.step())
+        add(select.text(0), select.text(1), select.integer(2), select.integer(3));
     if (!select.isDone())
         return databaseError(m_database, "answer the query");
     return found;

@@ -103,25 +103,56 @@ std::string contentWords(std::string_view text)
     return joined;
 }
 
-std::string matchExpression(std::span<const std::string> words)
+std::vector<std::string> foldedWords(std::span<const std::string> typed)
+{
+    std::vector<std::string> folded;
+    std::string word;
+    for (auto& text : typed)
+        forEachWord(
+            text, word, [&](std::string_view each) { folded.emplace_back(shortened(each)); });
+    return folded;
+}
+
+std::string prefixExpression(std::span<const std::string> folded, std::size_t characters)
 {
     std::string expression;
-    std::string word;
-    for (auto& typed : words) {
-        forEachWord(typed, word, [&](std::string_view folded) {
-            if (!expression.empty())
-                expression += ' ';
-            // A quoted string followed by * is a prefix query; a quote inside is written twice.
-            expression += '"';
-            for (char byte : shortened(folded)) {
-                if (byte == '"')
-                    expression += '"';
-                expression += byte;
-            }
-            expression += "\"*";
-        });
+    for (auto& word : folded) {
+        if (!expression.empty())
+            expression += ' ';
+        // A quoted string followed by * is a prefix query; a quote inside is written twice.
+        expression += '"';
+        std::size_t seen = 0;
+        for (char byte : word) {
+            if ((static_cast<unsigned char>(byte) & 0xC0) != 0x80 && seen++ == characters)
+                break;
+            if (byte == '"')
+                expression += '"';
+            expression += byte;
+        }
+        expression += "\"*";
     }
     return expression;
+}
+
+std::string matchExpression(std::span<const std::string> typed)
+{
+    return prefixExpression(foldedWords(typed));
+}
+
+bool beginsWordsOf(std::string_view name, std::span<const std::string> folded)
+{
+    thread_local std::string words;
+    words.clear();
+    appendIndexWords(name, words);
+    return std::all_of(folded.begin(), folded.end(), [](const std::string& word) {
+        for (std::size_t start = 0; start < words.size();) {
+            auto end = words.find(' ', start);
+            if (std::string_view(words).substr(start, end - start).starts_with(word))
+                return true;
+            start = end + 1;
+        }
+        return false;
+    });
 }
 
 } // namespace zeph

@@ -19,9 +19,22 @@ void appendIndexWords(std::string_view name, std::string& words);
 std::string contentWords(std::string_view text);
 inline constexpr std::size_t longestWord = 64;
 
-// The index's full-text query for typed words: each must begin a word of the name or text. Every
-// word is quoted for the query language, so no word can break the query; nothing when there is no
-// letter or digit to look for.
-std::string matchExpression(std::span<const std::string> words);
+// The typed words as the index compares them: folded and split as a name's words are, each at
+// most `longestWord` bytes.
+std::vector<std::string> foldedWords(std::span<const std::string> typed);
+
+// The index's full-text query for folded words: each, cut to its first `characters` characters,
+// must begin a word of the name or text. Every word is quoted for the query language, so no word
+// can break the query; nothing when there is no word.
+std::string prefixExpression(
+    std::span<const std::string> folded, std::size_t characters = std::string::npos);
+
+// The index's full-text query for typed words; nothing when there is no letter or digit to look
+// for.
+std::string matchExpression(std::span<const std::string> typed);
+
+// Whether each folded word begins one of the words under which the index keeps `name`: what the
+// full-text query of those words asks of a row.
+bool beginsWordsOf(std::string_view name, std::span<const std::string> folded);
 
 } // namespace zeph

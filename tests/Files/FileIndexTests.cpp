@@ -101,6 +101,37 @@ TEST(FileIndex, FindsNamesByWordPrefixesMostRecentFirst)
     EXPECT_EQ(status.watchedFolders, std::nullopt);
 }
 
+TEST(FileIndex, LongWordsFindTheSameNewestNamesWhetherCommonOrRare)
+{
+    // Forty "config" names between forty "cone" names, newest first, and one rare "conifer": words
+    // longer than the prefix tables reach are answered through their first characters when the
+    // rows read match often enough, else by the full-text table alone; both give the same rows.
+    TemporaryDirectory tree;
+    std::vector<std::string> configs;
+    for (int number = 0; number < 40; ++number) {
+        configs.push_back("config " + std::to_string(number) + ".txt");
+        makeFile(tree / "files" / configs.back(), 100 + 2 * number);
+        makeFile(tree / "files" / ("cone " + std::to_string(number) + ".txt"), 101 + 2 * number);
+    }
+    makeFile(tree / "files/conifer.txt", 5000);
+    auto index = openIndex(tree / "index.sqlite");
+    ASSERT_TRUE(index->update(scopeOf(tree / "files"), testNow));
+
+    EXPECT_EQ(namesOf(index->search(nameQuery({ "config" }), 5)),
+        std::vector<std::string>(configs.begin(), configs.begin() + 5));
+    EXPECT_EQ(namesOf(index->search(nameQuery({ "CONFIG" }), 100)), configs);
+    EXPECT_EQ(namesOf(index->search(nameQuery({ "conif" }), 5)),
+        std::vector<std::string> { "conifer.txt" });
+    std::vector<std::string> threes { "config 3.txt" };
+    for (int number = 30; number < 40; ++number)
+        threes.push_back("config " + std::to_string(number) + ".txt");
+    EXPECT_EQ(namesOf(index->search(nameQuery({ "config", "3" }), 20)), threes);
+    EXPECT_EQ(
+        namesOf(index->search(nameQuery({ "txt", "conifers" }), 5)), std::vector<std::string> {});
+    EXPECT_EQ(namesOf(index->search(nameQuery({ "cone" }, false), 1)),
+        std::vector<std::string> { "cone 0.txt" });
+}
+
 TEST(FileIndex, AnswersThePredicatesOfTheCategories)
 {
     TemporaryDirectory tree;

@@ -96,4 +96,41 @@ TEST(IndexWords, QuotesEveryTypedWordAsAPrefix)
         "\"" + std::string(longestWord, 'q') + "\"*");
 }
 
+TEST(IndexWords, CutsWordsToTheirFirstCharacters)
+{
+    auto folded = foldedWords(std::vector<std::string> { "Config", "ЖЖЖЖ", "ab", "q\"\"x" });
+    EXPECT_EQ(folded, (std::vector<std::string> { "config", "жжжж", "ab", "q", "x" }));
+    EXPECT_EQ(prefixExpression(folded, 3), "\"con\"* \"жжж\"* \"ab\"* \"q\"* \"x\"*");
+    EXPECT_EQ(prefixExpression(folded),
+        matchExpression(std::vector<std::string> { "Config ЖЖЖЖ ab q x" }));
+    EXPECT_EQ(prefixExpression(std::vector<std::string> { "a\"b" }, 2), "\"a\"\"\"*");
+    EXPECT_TRUE(foldedWords(std::vector<std::string> { "--", "" }).empty());
+}
+
+TEST(IndexWords, TellsWhetherEachWordBeginsAWordOfAName)
+{
+    struct Case {
+        std::string_view name;
+        std::vector<std::string> typed;
+        bool isFound;
+    };
+    std::vector<Case> cases {
+        { "Résumé Final.pdf", { "resu", "FIN" }, true },
+        { "Résumé Final.pdf", { "sume" }, false },
+        { "FileCheck.cpp", { "check" }, true },
+        { "FileCheck.cpp", { "filech" }, true }, // The whole name's letters run together.
+        { "FileCheck.cpp", { "filecpp" }, false },
+        { "config2024.yaml", { "2024" }, true },
+        { "config2024.yaml", { "config2" }, true },
+        { "crème brûlée", { "brulee", "creme" }, true },
+        { "crème brûlée", { "brulees" }, false },
+        { "", { "a" }, false },
+        { "anything", {}, true },
+    };
+    for (auto& testCase : cases) {
+        SCOPED_TRACE(testCase.name);
+        EXPECT_EQ(beginsWordsOf(testCase.name, foldedWords(testCase.typed)), testCase.isFound);
+    }
+}
+
 } // namespace

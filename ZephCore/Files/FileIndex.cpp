@@ -727,12 +727,10 @@ Result<std::vector<IndexedFile>> FileIndex::search(const FileQuery& query, int l
     // rows of the words' first characters, newest first and checked against the whole words, give
     // the same answer at the cost of the rows read; where few of them match, reading on would cost
     // more than the merge.
-    bool isBeyondPrefixes = isName && std::any_of(words.begin(), words.end(), [](auto& word) {
-        auto characters = std::ranges::count_if(
-            word, [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; });
-        return static_cast<std::size_t>(characters) > longestIndexedPrefix;
-    });
-    if (isBeyondPrefixes) {
+    // The cut query differs from the whole one exactly when a word reaches beyond the prefixes.
+    auto expression = prefixExpression(words);
+    auto shortExpression = prefixExpression(words, longestIndexedPrefix);
+    if (isName && shortExpression != expression) {
         SQLiteStatement rows(m_database,
             "SELECT files.folder, files.name, files.types, files.modified FROM names "
             "JOIN files ON files.id = names.rowid WHERE names MATCH ?1 "
@@ -741,7 +739,7 @@ Result<std::vector<IndexedFile>> FileIndex::search(const FileQuery& query, int l
         SQLiteStatement folder(m_database, "SELECT path FROM folders WHERE id = ?1");
         if (!rows || !folder)
             return databaseError(m_database, "prepare the query");
-        rows.bind(1, prefixExpression(words, longestIndexedPrefix));
+        rows.bind(1, shortExpression);
         rows.bind(2, typesWanted);
         rows.bind(3, typesRefused);
         std::int64_t read = 0;
@@ -774,7 +772,7 @@ Result<std::vector<IndexedFile>> FileIndex::search(const FileQuery& query, int l
                  "WHERE contents MATCH ?1 ORDER BY contents.rowid DESC LIMIT ?4");
     if (!select)
         return databaseError(m_database, "prepare the query");
-    select.bind(1, prefixExpression(words));
+    select.bind(1, expression);
     select.bind(2, typesWanted);
     select.bind(3, typesRefused);
     select.bind(4, std::int64_t { limit });

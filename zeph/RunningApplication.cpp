@@ -1,7 +1,9 @@
 #include "RunningApplication.h"
 
+#include "Support/GLib.h"
+#include "Support/SharedLibrary.h"
+
 #include <cstdlib>
-#include <dlfcn.h>
 #include <gio/gio.h>
 
 namespace zeph::RunningApplication {
@@ -18,6 +20,7 @@ struct Bus {
     decltype(&g_dbus_connection_new_for_address_sync) connect = nullptr;
     decltype(&g_dbus_connection_call_sync) call = nullptr;
     decltype(&g_object_unref) unref = nullptr;
+    const GLib* glib = nullptr;
     GDBusConnection* connection = nullptr;
 
     static Bus& shared()
@@ -27,15 +30,12 @@ struct Bus {
             auto address = sessionAddress();
             if (address.empty())
                 return loaded;
-            auto* gio = dlopen("libgio-2.0.so.0", RTLD_NOW | RTLD_LOCAL);
-            if (!gio)
-                return loaded;
-            loaded.connect = reinterpret_cast<decltype(connect)>(
-                dlsym(gio, "g_dbus_connection_new_for_address_sync"));
-            loaded.call
-                = reinterpret_cast<decltype(call)>(dlsym(gio, "g_dbus_connection_call_sync"));
-            loaded.unref = reinterpret_cast<decltype(unref)>(dlsym(gio, "g_object_unref"));
-            if (!loaded.connect || !loaded.call || !loaded.unref)
+            SharedLibrary gio("libgio-2.0.so.0");
+            loaded.glib = GLib::shared();
+            if (!loaded.glib
+                || !gio.resolve("g_dbus_connection_new_for_address_sync", loaded.connect)
+                || !gio.resolve("g_dbus_connection_call_sync", loaded.call)
+                || !gio.resolve("g_object_unref", loaded.unref))
                 return Bus {};
             auto flags
                 = static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT
@@ -61,15 +61,15 @@ struct Bus {
         return {};
     }
 
-    // The reply, or nothing when no application answers.
-    GVariant* invoke(const char* method, GVariant* arguments, const char* replyType) const
+    // The reply, or nothing when no application answers; `arguments` makes the call's arguments.
+    template <typename Arguments>
+    GVariant* invoke(const char* method, const Arguments& arguments, const char* replyType) const
     {
-        if (!connection) {
-            g_variant_unref(g_variant_ref_sink(arguments));
+        if (!connection)
             return nullptr;
-        }
-        return call(connection, service, objectPath, service, method, arguments,
-            G_VARIANT_TYPE(replyType), G_DBUS_CALL_FLAGS_NO_AUTO_START, timeoutMilliseconds,
+        // A type string is its type (G_VARIANT_TYPE, without the check that GLib would link in).
+        return call(connection, service, objectPath, service, method, arguments(*glib),
+            reinterpret_cast<const GVariantType*>(replyType), G_DBUS_CALL_FLAGS_NO_AUTO_START, timeoutMilliseconds,
             nullptr, nullptr);
     }
 };
@@ -78,34 +78,43 @@ struct Bus {
 
 std::optional<Document> get(const std::filesystem::path& dataFolder, std::string_view fileName)
 {
-    auto* reply = Bus::shared().invoke("GetDocument",
-        g_variant_new("(ss)", dataFolder.c_str(), std::string(fileName).c_str()), "(bst)");
+    auto& bus = Bus::shared();
+    auto* reply = bus.invoke(
+        "GetDocument",
+        [&](const GLib& glib) {
+            return glib.variantNew("(ss)", dataFolder.c_str(), std::string(fileName).c_str());
+        },
+        "(bst)");
     if (!reply)
         return std::nullopt;
     gboolean found = FALSE;
     const gchar* text = nullptr;
     guint64 version = 0;
-    g_variant_get(reply, "(b&st)", &found, &text, &version);
+    bus.glib->variantGet(reply, "(b&st)", &found, &text, &version);
     std::optional<Document> document;
     if (found)
         document = Document { .text = text, .version = version };
-    g_variant_unref(reply);
+    bus.glib->variantUnref(reply);
     return document;
 }
 
 std::optional<std::string> set(const std::filesystem::path& dataFolder, std::string_view fileName,
     const std::string& text, std::uint64_t version)
 {
-    auto* reply = Bus::shared().invoke("SetDocument",
-        g_variant_new("(ssst)", dataFolder.c_str(), std::string(fileName).c_str(), text.c_str(),
-            static_cast<guint64>(version)),
+    auto& bus = Bus::shared();
+    auto* reply = bus.invoke(
+        "SetDocument",
+        [&](const GLib& glib) {
+            return glib.variantNew("(ssst)", dataFolder.c_str(), std::string(fileName).c_str(),
+                text.c_str(), static_cast<guint64>(version));
+        },
         "(s)");
     if (!reply)
         return std::nullopt;
     const gchar* refusal = nullptr;
-    g_variant_get(reply, "(&s)", &refusal);
+    bus.glib->variantGet(reply, "(&s)", &refusal);
     std::string answer = refusal;
-    g_variant_unref(reply);
+    bus.glib->variantUnref(reply);
     return answer;
 }
 

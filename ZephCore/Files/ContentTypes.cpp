@@ -1,8 +1,9 @@
 #include "Files/ContentTypes.h"
 
+#include "Support/SharedLibrary.h"
+
 #include <algorithm>
 #include <array>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <gio/gio.h>
 #include <sys/stat.h>
@@ -99,19 +100,17 @@ static_assert(mappings.size() <= 32);
 struct GIO {
     decltype(&g_content_type_guess) guess = nullptr;
     decltype(&g_content_type_is_a) isA = nullptr;
+    decltype(&g_free) free = nullptr;
 
     static const GIO& shared()
     {
         static const GIO loaded = [] {
             GIO gio;
-            if (auto* library = dlopen("libgio-2.0.so.0", RTLD_NOW | RTLD_LOCAL)) {
-                gio.guess
-                    = reinterpret_cast<decltype(guess)>(dlsym(library, "g_content_type_guess"));
-                gio.isA = reinterpret_cast<decltype(isA)>(dlsym(library, "g_content_type_is_a"));
-            }
-            if (!gio.guess || !gio.isA)
-                gio = {};
-            return gio;
+            SharedLibrary library("libgio-2.0.so.0");
+            bool isResolved = library.resolve("g_content_type_guess", gio.guess)
+                && library.resolve("g_content_type_is_a", gio.isA)
+                && library.resolve("g_free", gio.free);
+            return isResolved ? gio : GIO {};
         }();
         return loaded;
     }
@@ -139,7 +138,7 @@ std::string guessed(const GIO& gio, const char* name, const guchar* data, std::s
     gboolean isUncertain = false;
     gchar* type = gio.guess(name, data, size, &isUncertain);
     std::string text = type ? type : std::string(unknownType);
-    g_free(type);
+    gio.free(type);
     return text;
 }
 

@@ -1,51 +1,44 @@
 #include "Files/RecentlyUsed.h"
 
+#include "Support/GLib.h"
+
 #include <algorithm>
 #include <fstream>
-#include <glib.h>
 #include <memory>
 #include <sstream>
 
 namespace zeph {
 
-namespace {
-
-struct BookmarkFileFree {
-    void operator()(GBookmarkFile* file) const { g_bookmark_file_free(file); }
-};
-
-std::int64_t seconds(GDateTime* moment)
-{
-    return moment ? g_date_time_to_unix(moment) : 0;
-}
-
-} // namespace
-
 RecentlyUsed parseRecentlyUsed(std::string_view text)
 {
     RecentlyUsed used;
-    std::unique_ptr<GBookmarkFile, BookmarkFileFree> bookmarks(g_bookmark_file_new());
+    const auto* glib = GLib::shared();
+    if (!glib)
+        return used;
+    std::unique_ptr<GBookmarkFile, void (*)(GBookmarkFile*)> bookmarks(
+        glib->bookmarkFileNew(), glib->bookmarkFileFree);
     GError* error = nullptr;
-    if (!g_bookmark_file_load_from_data(bookmarks.get(), text.data(), text.size(), &error)) {
-        g_clear_error(&error);
+    if (!glib->bookmarkFileLoadFromData(bookmarks.get(), text.data(), text.size(), &error)) {
+        glib->clearError(&error);
         return used;
     }
+    auto seconds = [glib](GDateTime* moment) { return moment ? glib->dateTimeToUnix(moment) : 0; };
     gsize count = 0;
-    gchar** uris = g_bookmark_file_get_uris(bookmarks.get(), &count);
+    gchar** uris = glib->bookmarkFileGetURIs(bookmarks.get(), &count);
     for (gsize index = 0; index < count; ++index) {
-        gchar* path = g_filename_from_uri(uris[index], nullptr, nullptr);
+        gchar* path = glib->filenameFromURI(uris[index], nullptr, nullptr);
         if (!path)
             continue; // Not a local file.
         auto moment = std::max({
-            seconds(g_bookmark_file_get_added_date_time(bookmarks.get(), uris[index], nullptr)),
-            seconds(g_bookmark_file_get_modified_date_time(bookmarks.get(), uris[index], nullptr)),
-            seconds(g_bookmark_file_get_visited_date_time(bookmarks.get(), uris[index], nullptr)),
+            seconds(glib->bookmarkFileGetAddedDateTime(bookmarks.get(), uris[index], nullptr)),
+            seconds(glib->bookmarkFileGetModifiedDateTime(bookmarks.get(), uris[index], nullptr)),
+            seconds(glib->bookmarkFileGetVisitedDateTime(bookmarks.get(), uris[index], nullptr)),
         });
         auto& known = used[path];
         known = std::max(known, moment);
-        g_free(path);
+        glib->free(path);
     }
-    g_strfreev(uris);
+    glib->freeStrings(uris);
     return used;
 }
 

@@ -3,12 +3,12 @@
 #include "Search/DesktopEntry.h"
 #include "Search/Ranker.h"
 #include "Storage/AppSettings.h"
+#include "Support/GLib.h"
 
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <glib.h>
 #include <poll.h>
 #include <set>
 #include <sys/eventfd.h>
@@ -40,10 +40,12 @@ std::optional<std::string> readSmallFile(const fs::path& path)
 
 bool isInstalled(const std::string& program)
 {
-    if (program.empty())
+    // Without GLib there is no telling, and an application hidden wrongly is worse.
+    const auto* glib = GLib::shared();
+    if (program.empty() || !glib)
         return true;
-    auto* found = g_find_program_in_path(program.c_str());
-    g_free(found);
+    auto* found = glib->findProgramInPath(program.c_str());
+    glib->free(found);
     return found != nullptr;
 }
 

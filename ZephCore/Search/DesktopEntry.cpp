@@ -1,10 +1,10 @@
 #include "Search/DesktopEntry.h"
 
+#include "Support/GLib.h"
 #include "Support/Text.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <glib.h>
 #include <memory>
 
 namespace zeph {
@@ -13,13 +13,23 @@ namespace {
 
 constexpr const char* group = "Desktop Entry";
 
-struct GFreeDeleter {
-    void operator()(void* pointer) const { g_free(pointer); }
-};
-using GString = std::unique_ptr<char, GFreeDeleter>;
+// A key file and the library that reads it.
+class KeyFile {
+public:
+    explicit KeyFile(const GLib& library)
+        : glib(library)
+        , handle(library.keyFileNew())
+    {
+    }
+    ~KeyFile() { glib.keyFileFree(handle); }
+    KeyFile(const KeyFile&) = delete;
+    KeyFile& operator=(const KeyFile&) = delete;
 
-struct KeyFileDeleter {
-    void operator()(GKeyFile* file) const { g_key_file_free(file); }
+    // A string GLib gave, in the hands of its deleter.
+    std::unique_ptr<char, void (*)(void*)> owned(char* text) const { return { text, glib.free }; }
+
+    const GLib& glib;
+    GKeyFile* const handle;
 };
 
 std::vector<std::string> splitList(std::string_view text, char separator)
@@ -39,14 +49,16 @@ std::vector<std::string> splitList(std::string_view text, char separator)
 
 // The raw value of a key in the user's language: GLib picks the locale, and the value is read
 // unescaped here, because GLib's own list reader complains on stderr about odd escapes.
-std::optional<std::string> rawValue(GKeyFile* file, const char* key, bool isLocalised)
+std::optional<std::string> rawValue(const KeyFile& file, const char* key, bool isLocalised)
 {
     std::string localisedKey = key;
     if (isLocalised) {
-        if (GString locale { g_key_file_get_locale_for_key(file, group, key, nullptr) })
+        if (auto locale
+            = file.owned(file.glib.keyFileGetLocaleForKey(file.handle, group, key, nullptr)))
             localisedKey += "[" + std::string(locale.get()) + "]";
     }
-    GString value { g_key_file_get_value(file, group, localisedKey.c_str(), nullptr) };
+    auto value
+        = file.owned(file.glib.keyFileGetValue(file.handle, group, localisedKey.c_str(), nullptr));
     if (!value)
         return std::nullopt;
     std::string text = value.get();
@@ -88,7 +100,7 @@ std::vector<std::string> unescaped(std::string_view raw, bool isList)
     return values;
 }
 
-std::string stringValue(GKeyFile* file, const char* key, bool isLocalised)
+std::string stringValue(const KeyFile& file, const char* key, bool isLocalised)
 {
     auto raw = rawValue(file, key, isLocalised);
     if (!raw)
@@ -97,13 +109,13 @@ std::string stringValue(GKeyFile* file, const char* key, bool isLocalised)
     return values.empty() ? std::string() : std::string(trimmedWhitespace(values.front()));
 }
 
-std::vector<std::string> listValue(GKeyFile* file, const char* key, bool isLocalised)
+std::vector<std::string> listValue(const KeyFile& file, const char* key, bool isLocalised)
 {
     auto raw = rawValue(file, key, isLocalised);
     return raw ? unescaped(*raw, true) : std::vector<std::string> {};
 }
 
-bool boolValue(GKeyFile* file, const char* key)
+bool boolValue(const KeyFile& file, const char* key)
 {
     auto raw = rawValue(file, key, false);
     return raw && trimmedWhitespace(*raw) == "true";
@@ -113,28 +125,30 @@ bool boolValue(GKeyFile* file, const char* key)
 
 std::optional<DesktopEntry> DesktopEntry::read(std::string_view text)
 {
-    std::unique_ptr<GKeyFile, KeyFileDeleter> file { g_key_file_new() };
-    if (!g_key_file_load_from_data(file.get(), text.data(), text.size(), G_KEY_FILE_NONE, nullptr))
+    const auto* glib = GLib::shared();
+    if (!glib)
         return std::nullopt;
-    if (!g_key_file_has_group(file.get(), group))
+    KeyFile file(*glib);
+    if (!glib->keyFileLoadFromData(file.handle, text.data(), text.size(), G_KEY_FILE_NONE, nullptr)
+        || !glib->keyFileHasGroup(file.handle, group))
         return std::nullopt;
     DesktopEntry entry;
-    entry.hidden = boolValue(file.get(), "Hidden");
+    entry.hidden = boolValue(file, "Hidden");
     if (entry.hidden)
         return entry;
-    if (stringValue(file.get(), "Type", false) != "Application")
+    if (stringValue(file, "Type", false) != "Application")
         return std::nullopt;
-    entry.name = stringValue(file.get(), "Name", true);
+    entry.name = stringValue(file, "Name", true);
     if (entry.name.empty())
         return std::nullopt;
-    entry.genericName = stringValue(file.get(), "GenericName", true);
-    entry.icon = stringValue(file.get(), "Icon", true);
-    entry.keywords = listValue(file.get(), "Keywords", true);
-    entry.categories = listValue(file.get(), "Categories", false);
-    entry.onlyShowIn = listValue(file.get(), "OnlyShowIn", false);
-    entry.notShowIn = listValue(file.get(), "NotShowIn", false);
-    entry.tryExec = stringValue(file.get(), "TryExec", false);
-    entry.noDisplay = boolValue(file.get(), "NoDisplay");
+    entry.genericName = stringValue(file, "GenericName", true);
+    entry.icon = stringValue(file, "Icon", true);
+    entry.keywords = listValue(file, "Keywords", true);
+    entry.categories = listValue(file, "Categories", false);
+    entry.onlyShowIn = listValue(file, "OnlyShowIn", false);
+    entry.notShowIn = listValue(file, "NotShowIn", false);
+    entry.tryExec = stringValue(file, "TryExec", false);
+    entry.noDisplay = boolValue(file, "NoDisplay");
     return entry;
 }
 

@@ -2,6 +2,7 @@
 
 #include "Support/InputBuffer.h"
 #include "Support/Json.h"
+#include "Support/SharedLibrary.h"
 #include "Support/Text.h"
 #include "Support/UUID.h"
 
@@ -15,17 +16,41 @@ namespace zeph::AlfredSnippetImporter {
 
 namespace {
 
-using Plist = std::unique_ptr<void, decltype(&plist_free)>;
+// libplist, opened by the one command that reads a pack: linked in, its loading would fall on
+// every run of the command line.
+struct PropertyLists {
+    decltype(&plist_from_memory) fromMemory = nullptr;
+    decltype(&plist_free) free = nullptr;
+    decltype(&plist_get_node_type) nodeType = nullptr;
+    decltype(&plist_dict_get_item) item = nullptr;
+    decltype(&plist_get_string_ptr) stringPointer = nullptr;
 
-std::string plistString(plist_t dictionary, const char* key)
+    // Null when libplist cannot be loaded.
+    static const PropertyLists* shared()
+    {
+        static const PropertyLists* const loaded = []() -> const PropertyLists* {
+            static PropertyLists lists;
+            SharedLibrary library("libplist-2.0.so.3");
+            bool isResolved = library.resolve("plist_from_memory", lists.fromMemory)
+                && library.resolve("plist_free", lists.free)
+                && library.resolve("plist_get_node_type", lists.nodeType)
+                && library.resolve("plist_dict_get_item", lists.item)
+                && library.resolve("plist_get_string_ptr", lists.stringPointer);
+            return isResolved ? &lists : nullptr;
+        }();
+        return loaded;
+    }
+};
+
+std::string plistString(const PropertyLists& lists, plist_t dictionary, const char* key)
 {
-    auto* node = plist_dict_get_item(dictionary, key);
-    if (!node || plist_get_node_type(node) != PLIST_STRING)
+    auto* node = lists.item(dictionary, key);
+    if (!node || lists.nodeType(node) != PLIST_STRING)
         return {};
     // Not plist_get_string_val: it asserts, and so aborts the process, on a string that holds a
     // NUL byte, which a crafted binary plist can.
     std::uint64_t length = 0;
-    auto* value = plist_get_string_ptr(node, &length);
+    auto* value = lists.stringPointer(node, &length);
     if (!value)
         return {};
     std::string_view text(value, static_cast<std::size_t>(length));
@@ -91,15 +116,16 @@ std::string message(ImportError error)
 
 PackInfo packInfo(std::string_view bytes)
 {
-    if (bytes.size() > std::numeric_limits<std::uint32_t>::max())
+    const auto* lists = PropertyLists::shared();
+    if (!lists || bytes.size() > std::numeric_limits<std::uint32_t>::max())
         return {};
     plist_t root = nullptr;
-    plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
-    Plist owner(root, plist_free);
-    if (!root || plist_get_node_type(root) != PLIST_DICT)
+    lists->fromMemory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
+    std::unique_ptr<void, decltype(&plist_free)> owner(root, lists->free);
+    if (!root || lists->nodeType(root) != PLIST_DICT)
         return {};
-    return { .prefix = plistString(root, "snippetkeywordprefix"),
-        .suffix = plistString(root, "snippetkeywordsuffix") };
+    return { .prefix = plistString(*lists, root, "snippetkeywordprefix"),
+        .suffix = plistString(*lists, root, "snippetkeywordsuffix") };
 }
 
 std::optional<Snippet> snippet(std::string_view bytes)

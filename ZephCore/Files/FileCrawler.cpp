@@ -20,15 +20,16 @@ struct DirectoryCloser {
 
 // Listings waiting for the caller's thread; a bound keeps memory flat when it is slower.
 constexpr std::size_t waitingListings = 256;
+// The caller's thread wakes for this many listings at a time (or the last ones): a wake-up for
+// each folder cost more than listing it.
+constexpr std::size_t listingsPerWake = 64;
 
 } // namespace
 
 struct FileCrawler::Listing {
     struct Entry {
         std::string name {};
-        bool isFolder = false;
-        std::int64_t modified = 0;
-        ContentTypes::Bits types = 0;
+        struct stat status { };
     };
     std::string folder {}; // "" for the root.
     std::vector<Entry> entries {};
@@ -72,7 +73,7 @@ std::size_t FileCrawler::crawl(const std::vector<std::string>& scopes)
     return m_folders;
 }
 
-bool FileCrawler::list(const Pending& folder, ContentTypes& types, Listing& listing) const
+bool FileCrawler::list(const Pending& folder, Listing& listing) const
 {
     listing.folder = folder.path;
     listing.entries.clear();
@@ -98,9 +99,7 @@ bool FileCrawler::list(const Pending& folder, ContentTypes& types, Listing& list
         path += name;
         if (m_isExcluded && m_isExcluded(path))
             continue;
-        listing.entries.push_back(
-            { std::string(name), isFolder, static_cast<std::int64_t>(status.st_mtime),
-                types.ofEntry(descriptor, entry->d_name, status) });
+        listing.entries.push_back({ std::string(name), status });
         // Another file system's mount point is its own scope, or none.
         if (isFolder && status.st_dev == folder.device)
             listing.subfolders.push_back({ path, folder.device });
@@ -114,24 +113,28 @@ void FileCrawler::deliver(const Listing& listing)
     if (m_enter)
         m_enter(listing.folder.empty() ? std::string("/") : listing.folder);
     for (auto& entry : listing.entries) {
+        // GIO's guess holds one lock for the whole process: on the crawl's threads, they spent
+        // more time waiting for it than listing.
+        m_path.assign(listing.folder);
+        m_path += '/';
+        m_path += entry.name;
         m_visit({ .folder = listing.folder,
             .name = entry.name,
-            .isFolder = entry.isFolder,
-            .modified = entry.modified,
-            .types = entry.types });
+            .isFolder = S_ISDIR(entry.status.st_mode),
+            .modified = static_cast<std::int64_t>(entry.status.st_mtime),
+            .types = m_types.ofEntry(AT_FDCWD, m_path.c_str(), entry.status) });
     }
 }
 
 void FileCrawler::crawlHere(std::vector<Pending> folders)
 {
-    ContentTypes types;
     Listing listing;
     // Depth first, the nearest folders first.
     std::reverse(folders.begin(), folders.end());
     while (!folders.empty()) {
         auto folder = std::move(folders.back());
         folders.pop_back();
-        if (!list(folder, types, listing))
+        if (!list(folder, listing))
             continue;
         deliver(listing);
         folders.insert(folders.end(), std::make_move_iterator(listing.subfolders.rbegin()),
@@ -142,53 +145,63 @@ void FileCrawler::crawlHere(std::vector<Pending> folders)
 void FileCrawler::crawlOnThreads(std::vector<Pending> folders)
 {
     std::mutex mutex;
-    std::condition_variable changed;
+    // Each side is woken only when what it waits for appears.
+    std::condition_variable hasWork;
+    std::condition_variable hasRoom;
+    std::condition_variable hasListings;
     std::vector<Pending> pending = std::move(folders);
     std::deque<std::unique_ptr<Listing>> ready;
     int busy = 0;
     auto isFinished = [&] { return pending.empty() && busy == 0; };
 
     auto work = [&] {
-        ContentTypes types;
+        std::unique_lock lock(mutex);
         for (;;) {
-            Pending folder;
-            {
-                std::unique_lock lock(mutex);
-                changed.wait(lock, [&] { return !pending.empty() || isFinished(); });
-                if (pending.empty())
-                    return;
-                folder = std::move(pending.back());
-                pending.pop_back();
-                ++busy;
-            }
+            hasWork.wait(lock, [&] { return !pending.empty() || isFinished(); });
+            if (pending.empty())
+                return;
+            auto folder = std::move(pending.back());
+            pending.pop_back();
+            ++busy;
+            lock.unlock();
             auto listing = std::make_unique<Listing>();
-            bool isListed = list(folder, types, *listing);
-            std::unique_lock lock(mutex);
-            changed.wait(lock, [&] { return ready.size() < waitingListings; });
+            bool isListed = list(folder, *listing);
+            lock.lock();
+            hasRoom.wait(lock, [&] { return ready.size() < waitingListings; });
             if (isListed) {
+                // Only a worker that found nothing to do waits for work.
+                if (pending.empty() && !listing->subfolders.empty())
+                    hasWork.notify_all();
                 pending.insert(pending.end(), std::make_move_iterator(listing->subfolders.begin()),
                     std::make_move_iterator(listing->subfolders.end()));
                 ready.push_back(std::move(listing));
+                if (ready.size() == listingsPerWake)
+                    hasListings.notify_one();
             }
             --busy;
-            changed.notify_all();
+            if (isFinished()) {
+                hasWork.notify_all();
+                hasListings.notify_one();
+            }
         }
     };
     std::vector<std::thread> workers;
     for (int index = 0; index < m_threads; ++index)
         workers.emplace_back(work);
+    std::deque<std::unique_ptr<Listing>> taken;
     for (;;) {
-        std::unique_ptr<Listing> listing;
         {
             std::unique_lock lock(mutex);
-            changed.wait(lock, [&] { return !ready.empty() || isFinished(); });
+            hasListings.wait(lock, [&] { return ready.size() >= listingsPerWake || isFinished(); });
             if (ready.empty())
                 break;
-            listing = std::move(ready.front());
-            ready.pop_front();
-            changed.notify_all();
+            if (ready.size() >= waitingListings)
+                hasRoom.notify_all();
+            taken.swap(ready);
         }
-        deliver(*listing);
+        for (auto& listing : taken)
+            deliver(*listing);
+        taken.clear();
     }
     for (auto& worker : workers)
         worker.join();

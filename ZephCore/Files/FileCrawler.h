@@ -24,10 +24,10 @@ struct CrawledEntry {
 // `isExcluded` names (not entered), and folders that are the mount point of another file system,
 // unless that folder is itself a scope. An unreadable folder is listed but not entered.
 //
-// With more than one thread, folders are listed (and their entries' types found) on that many
-// threads of the crawl's own; `isExcluded` must then be safe to call from any thread. `enter` and
-// `visit` are always called on the caller's thread: `enter` for a folder, then `visit` for each of
-// its entries, folder after folder.
+// With more than one thread, folders are listed on that many threads of the crawl's own;
+// `isExcluded` must then be safe to call from any thread. The entries' types are found, and `enter`
+// and `visit` called, on the caller's thread: `enter` for a folder, then `visit` for each of its
+// entries, folder after folder.
 class FileCrawler {
 public:
     using Visit = std::function<void(const CrawledEntry&)>;
@@ -48,7 +48,7 @@ private:
         std::uint64_t device = 0;
     };
     // The entries of one folder, and the subfolders to walk next; false when it cannot be read.
-    bool list(const Pending& folder, ContentTypes& types, Listing& listing) const;
+    bool list(const Pending& folder, Listing& listing) const;
     void deliver(const Listing& listing);
     void crawlHere(std::vector<Pending> folders);
     void crawlOnThreads(std::vector<Pending> folders);
@@ -58,6 +58,8 @@ private:
     Enter m_enter;
     int m_threads;
     std::size_t m_folders = 0;
+    ContentTypes m_types;
+    std::string m_path;
 };
 
 } // namespace zeph

@@ -27,9 +27,12 @@ constexpr std::size_t listingsPerWake = 64;
 } // namespace
 
 struct FileCrawler::Listing {
+    // What the types need of an entry's status, and no more: a listing can hold many thousands.
     struct Entry {
         std::string name {};
-        struct stat status { };
+        mode_t mode = 0;
+        off_t size = 0;
+        std::int64_t modified = 0;
     };
     std::string folder {}; // "" for the root.
     std::vector<Entry> entries {};
@@ -99,7 +102,8 @@ bool FileCrawler::list(const Pending& folder, Listing& listing) const
         path += name;
         if (m_isExcluded && m_isExcluded(path))
             continue;
-        listing.entries.push_back({ std::string(name), status });
+        listing.entries.push_back({ std::string(name), status.st_mode, status.st_size,
+            static_cast<std::int64_t>(status.st_mtime) });
         // Another file system's mount point is its own scope, or none.
         if (isFolder && status.st_dev == folder.device)
             listing.subfolders.push_back({ path, folder.device });
@@ -113,17 +117,30 @@ void FileCrawler::deliver(const Listing& listing)
     if (m_enter)
         m_enter(listing.folder.empty() ? std::string("/") : listing.folder);
     for (auto& entry : listing.entries) {
-        // GIO's guess holds one lock for the whole process: on the crawl's threads, they spent
-        // more time waiting for it than listing.
-        m_path.assign(listing.folder);
-        m_path += '/';
-        m_path += entry.name;
+        m_status.st_mode = entry.mode;
+        m_status.st_size = entry.size;
+        m_status.st_mtime = static_cast<time_t>(entry.modified);
         m_visit({ .folder = listing.folder,
             .name = entry.name,
-            .isFolder = S_ISDIR(entry.status.st_mode),
-            .modified = static_cast<std::int64_t>(entry.status.st_mtime),
-            .types = m_types.ofEntry(AT_FDCWD, m_path.c_str(), entry.status) });
+            .isFolder = S_ISDIR(entry.mode),
+            .modified = entry.modified,
+            .crawler = this });
     }
+}
+
+// On the caller's thread: GIO's guess holds one lock for the whole process, and the crawl's
+// threads spent more time waiting for it than listing.
+ContentTypes::Bits FileCrawler::typesOf(const CrawledEntry& entry)
+{
+    m_path.assign(entry.folder);
+    m_path += '/';
+    m_path += entry.name;
+    return m_types.ofEntry(AT_FDCWD, m_path.c_str(), m_status);
+}
+
+ContentTypes::Bits CrawledEntry::types() const
+{
+    return crawler->typesOf(*this);
 }
 
 void FileCrawler::crawlHere(std::vector<Pending> folders)

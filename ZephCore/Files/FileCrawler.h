@@ -6,9 +6,12 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
 #include <vector>
 
 namespace zeph {
+
+class FileCrawler;
 
 // One thing the crawler found.
 struct CrawledEntry {
@@ -16,7 +19,11 @@ struct CrawledEntry {
     std::string_view name {};
     bool isFolder = false;
     std::int64_t modified = 0; // Seconds since the epoch.
-    ContentTypes::Bits types = 0;
+    FileCrawler* crawler = nullptr;
+
+    // Its content types, found when asked (an update wants those only of what changed), while
+    // `visit` has it.
+    ContentTypes::Bits types() const;
 };
 
 // Walks the scopes without following symbolic links, so a link loop is walked once. It leaves out
@@ -40,6 +47,8 @@ public:
     static bool isLeftOut(std::string_view name, bool isFolder);
     // The number of folders entered.
     std::size_t crawl(const std::vector<std::string>& scopes);
+    // The types of the entry that `visit` has.
+    ContentTypes::Bits typesOf(const CrawledEntry& entry);
 
 private:
     struct Listing;
@@ -60,6 +69,7 @@ private:
     std::size_t m_folders = 0;
     ContentTypes m_types;
     std::string m_path;
+    struct stat m_status { }; // Of the entry being visited, as far as the types need it.
 };
 
 } // namespace zeph

@@ -421,7 +421,7 @@ Result<std::int64_t> FileIndex::build(const Scope& scope, Date now, const Progre
     FileCrawler crawler(
         scope.isExcluded,
         [&](const CrawledEntry& entry) {
-            stage->add(folder, entry.name, entry.types, entry.modified,
+            stage->add(folder, entry.name, entry.types(), entry.modified,
                 recentUse.of(folderOf(entry), entry.name, entry.modified));
             if (++seen.entries % reportEvery == 0 && progress)
                 progress(seen);
@@ -510,7 +510,7 @@ Result<std::int64_t> FileIndex::compare(
                     return;
                 isWritten = isWritten && writer.remove(found->second.id, found->first);
             }
-            additions.add(folder, entry.name, entry.types, entry.modified,
+            additions.add(folder, entry.name, entry.types(), entry.modified,
                 recentUse.of(folderOf(entry), entry.name, entry.modified));
             if (++seen.entries % reportEvery == 0 && progress)
                 progress(seen);
@@ -673,7 +673,7 @@ std::optional<Error> FileIndex::refresh(
     FileCrawler crawler(
         scope.isExcluded,
         [&](const CrawledEntry& entry) {
-            add(folderOf(entry), entry.name, entry.types, entry.modified);
+            add(folderOf(entry), entry.name, entry.types(), entry.modified);
         },
         scope.onEnter);
     for (auto& path : paths) {

@@ -27,13 +27,15 @@ namespace fs = std::filesystem;
 namespace {
 
 // Raised when the layout of the tables changes; an index of another version is rebuilt.
-constexpr int schemaVersion = 5;
+constexpr int schemaVersion = 6;
 constexpr std::string_view applicationID = "zeph-file-index";
 
 // Ids are never used twice: a contentless full-text table keeps what it was never told to forget
 // under the old id. The words arrive folded and split by appendIndexWords, letters and digits only;
 // the ascii tokenizer keeps every non-ASCII character inside its word, so each of our words is
-// exactly one token, whatever Unicode version SQLite's own tables know.
+// exactly one token, whatever Unicode version SQLite's own tables know. Nothing ranks by the
+// number of words in a row, so the full-text tables keep no such counts (`columnsize=0`): a row
+// of its own for each entry, a tenth of the file.
 const char* const schema = R"(
     CREATE TABLE IF NOT EXISTS meta (key TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
     CREATE TABLE IF NOT EXISTS folders (id INTEGER PRIMARY KEY, path TEXT NOT NULL);
@@ -42,13 +44,15 @@ const char* const schema = R"(
         types INTEGER NOT NULL, modified INTEGER NOT NULL);
     CREATE INDEX IF NOT EXISTS folderPaths ON folders (path);
     CREATE INDEX IF NOT EXISTS folderEntries ON files (folder, name);
-    CREATE VIRTUAL TABLE IF NOT EXISTS names USING fts5(
-        words, content='', detail=none, prefix='1 2 3', tokenize='ascii');
     CREATE TABLE IF NOT EXISTS texts (
         id INTEGER PRIMARY KEY AUTOINCREMENT, file INTEGER NOT NULL UNIQUE);
     CREATE VIRTUAL TABLE IF NOT EXISTS contents USING fts5(
-        words, content='', detail=none, prefix='2', tokenize='ascii');
+        words, content='', detail=none, prefix='2', tokenize='ascii', columnsize=0);
 )";
+// Apart from the rest, because a build writes the names' words into a file of its own first.
+const char* const namesTable = R"(
+    CREATE VIRTUAL TABLE IF NOT EXISTS names USING fts5(
+        words, content='', detail=none, prefix='1 2 3', tokenize='ascii', columnsize=0))";
 
 // How much the full-text tables gather in memory before writing a segment, while the whole index
 // is built and the rest of the time: fewer, larger segments need fewer merges. (Building a million
@@ -175,7 +179,8 @@ bool create(const fs::path& file)
             == SQLITE_OK
         && sqlite3_busy_timeout(database, 5000) == SQLITE_OK
         && journalMode(database, "WAL") == "wal" && execute(database, "BEGIN IMMEDIATE")
-        && execute(database, schema) && setMeta(database, "application", applicationID)
+        && execute(database, schema) && execute(database, namesTable)
+        && setMeta(database, "application", applicationID)
         && setMeta(database, "schemaVersion", std::to_string(schemaVersion))
         && setMeta(database, "complete", "1") && execute(database, "COMMIT");
     sqlite3_close(database);
@@ -223,13 +228,27 @@ public:
                 static_cast<std::uint32_t>(indexTime(modified)));
     }
 
-    // Oldest first; entries used at the same second in the order the crawl met them.
-    std::deque<Entry>& sorted()
+    // Puts the entries in the order of use: oldest first; entries used at the same second in the
+    // order the crawl met them.
+    void sort()
     {
         std::sort(m_entries.begin(), m_entries.end(), [](const Entry& left, const Entry& right) {
             return left.used != right.used ? left.used < right.used : left.name < right.name;
         });
-        return m_entries;
+    }
+
+    // Hands each entry to `visit`, in their order, until it returns false; whether none did.
+    template <typename Visit> bool forEach(Visit&& visit) const
+    {
+        for (std::size_t index = 0; index < m_entries.size(); ++index) {
+            // The names lie in the order of the crawl, the entries in that of use once sorted:
+            // each name would be a cache miss.
+            if (index + namesAhead < m_entries.size())
+                __builtin_prefetch(name(m_entries[index + namesAhead]));
+            if (!visit(m_entries[index]))
+                return false;
+        }
+        return true;
     }
 
     const char* name(const Entry& entry) const
@@ -252,6 +271,81 @@ private:
     std::size_t m_filled = 0;
     std::deque<Entry> m_entries;
     std::unordered_map<std::uint32_t, std::uint32_t> m_modified;
+};
+
+// The names' words of a build, written into a file beside the index through a connection of their
+// own, so that one thread writes them, most of a build's work, while another writes the entries.
+// The index's connection attaches the file as "apart" and then takes the full-text table's stored
+// pages across as they are, which takes a fraction of the time that writing them took. That
+// connection must not read its own names table between its 'delete-all' and the copy: it would
+// keep what it read, since the copy is its own change. Both connections hold the file from the
+// start, so that a build in another process, which puts a file of its own in its place, cannot
+// take it from under them.
+class WordsApart {
+public:
+    WordsApart(sqlite3* index, fs::path file)
+        : m_index(index)
+        , m_file(std::move(file))
+    {
+        std::error_code error;
+        fs::remove(m_file, error); // Left by a build that crashed.
+        if (sqlite3_open_v2(m_file.c_str(), &m_database,
+                SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr)
+                != SQLITE_OK
+            || !execute(m_database, "PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF")
+            || !execute(m_database, namesTable) || !execute(m_database, buildingHashSize))
+            return;
+        SQLiteStatement attach(m_index, "ATTACH ?1 AS apart");
+        attach.bind(1, m_file.native());
+        m_isAttached = attach && attach.run();
+    }
+
+    ~WordsApart()
+    {
+        sqlite3_close(m_database);
+        if (m_isAttached)
+            execute(m_index, "DETACH apart");
+        std::error_code error;
+        fs::remove(m_file, error);
+    }
+
+    WordsApart(const WordsApart&) = delete;
+    WordsApart& operator=(const WordsApart&) = delete;
+
+    bool isAttached() const { return m_isAttached; }
+
+    // Writes the words of the staged entries in their order, with ids counting from 1, in one
+    // transaction. Safe on another thread than the index's.
+    bool write(const CrawlStage& stage)
+    {
+        SQLiteStatement insert(m_database, "INSERT INTO names (rowid, words) VALUES (?1, ?2)");
+        std::string words;
+        std::int64_t id = 0;
+        return insert && execute(m_database, "BEGIN")
+            && stage.forEach([&](const CrawlStage::Entry& entry) {
+                   words.clear();
+                   appendIndexWords(stage.name(entry), words);
+                   insert.bind(1, ++id);
+                   insert.bind(2, words);
+                   return insert.run();
+               })
+            && execute(m_database, "COMMIT");
+    }
+
+    // Puts the words written in place of the index's own, which are none.
+    bool moveInto() const
+    {
+        return execute(m_index,
+            "DELETE FROM names_data; DELETE FROM names_idx;"
+            "INSERT INTO names_data SELECT * FROM apart.names_data;"
+            "INSERT INTO names_idx SELECT * FROM apart.names_idx;");
+    }
+
+private:
+    sqlite3* m_index;
+    fs::path m_file;
+    sqlite3* m_database = nullptr;
+    bool m_isAttached = false;
 };
 
 // The moment of use of the entries that the recently used list names, found by folder first so
@@ -395,13 +489,17 @@ Result<std::int64_t> FileIndex::build(const Scope& scope, Date now, const Progre
     // Alone with the file, the build goes without a journal, under a lock that keeps every reader
     // out, and the file is marked unfinished until the end: a crash midway leaves an index that the
     // next open sets aside. With readers about, it is one transaction in the write-ahead log.
-    execute(m_database, "PRAGMA locking_mode = EXCLUSIVE");
+    execute(m_database, "PRAGMA main.locking_mode = EXCLUSIVE");
     bool isJournalOff = journalMode(m_database, "OFF") == "off";
     if (!isJournalOff)
         execute(m_database, "PRAGMA locking_mode = NORMAL");
     else if (!setMeta(m_database, "complete", "0"))
         return databaseError(m_database, "start building");
-    if (!execute(m_database, "BEGIN EXCLUSIVE"))
+    // Attached before the transaction, which cannot attach; a deferred one, so that it takes no
+    // lock on that file before the other connection is done with it. Its first statement writes,
+    // which takes the index's lock at once.
+    WordsApart apart(m_database, m_file.string() + ".words");
+    if (!apart.isAttached() || !execute(m_database, "BEGIN"))
         return databaseError(m_database, "start building");
     std::optional<IndexWriter> writer;
     bool isWritten
@@ -409,7 +507,7 @@ Result<std::int64_t> FileIndex::build(const Scope& scope, Date now, const Progre
               "DELETE FROM folders; DELETE FROM texts; DROP INDEX IF EXISTS folderEntries;"
               "INSERT INTO names (names) VALUES ('delete-all');"
               "INSERT INTO contents (contents) VALUES ('delete-all');")
-        && execute(m_database, buildingHashSize) && execute(m_database, buildingCache);
+        && execute(m_database, buildingCache);
     if (isWritten)
         writer.emplace(m_database);
     isWritten = isWritten && writer->isPrepared();
@@ -437,24 +535,24 @@ Result<std::int64_t> FileIndex::build(const Scope& scope, Date now, const Progre
     crawler.crawl(scope.folders);
 
     // Row ids in the order of use, so that the newest matches are the full-text table's last rows
-    // and a query keeps the first it meets going backwards.
+    // and a query keeps the first it meets going backwards. The words are written apart on a
+    // second thread while this one writes the entries and their (folder, name) index.
+    stage->sort();
     std::int64_t id = 0;
-    auto& entries = stage->sorted();
-    for (std::size_t index = 0; index < entries.size() && isWritten; ++index) {
-        // The names lie in the order of the crawl, the entries in that of use: each name would
-        // be a cache miss.
-        if (index + namesAhead < entries.size())
-            __builtin_prefetch(stage->name(entries[index + namesAhead]));
-        auto& entry = entries[index];
-        isWritten = writer->add(
-                        entry.folder, stage->name(entry), entry.types, stage->modified(entry), ++id)
-            != 0;
+    if (isWritten) {
+        bool areWordsWritten = false;
+        std::thread words([&] { areWordsWritten = apart.write(*stage); });
+        isWritten = stage->forEach([&](const CrawlStage::Entry& entry) {
+            return writer->addEntry(
+                       entry.folder, stage->name(entry), entry.types, stage->modified(entry))
+                == ++id;
+        }) && execute(m_database, "CREATE INDEX folderEntries ON files (folder, name)");
+        words.join();
+        isWritten = isWritten && areWordsWritten && apart.moveInto();
     }
     writer.reset();
-    stage.reset(); // Its memory goes to the index's sort.
-    isWritten = isWritten
-        && execute(m_database, "CREATE INDEX folderEntries ON files (folder, name)")
-        && execute(m_database, usualHashSize)
+    stage.reset();
+    isWritten = isWritten && execute(m_database, usualHashSize)
         && setMeta(m_database, "recentlyUsedUntil", std::to_string(recentUse.latest()));
     execute(m_database, usualCache);
     if (auto error = finish(isWritten, now))
@@ -543,13 +641,12 @@ Result<std::int64_t> FileIndex::compare(
     for (auto id : gone)
         isWritten = isWritten && writer.removeFolder(id);
 
-    for (auto& entry : additions.sorted()) {
-        if (!isWritten)
-            break;
-        isWritten = writer.add(
-                        entry.folder, additions.name(entry), entry.types, additions.modified(entry))
+    additions.sort();
+    isWritten = isWritten && additions.forEach([&](const CrawlStage::Entry& entry) {
+        return writer.add(
+                   entry.folder, additions.name(entry), entry.types, additions.modified(entry))
             != 0;
-    }
+    });
     if (auto error = finish(isWritten, now))
         return *error;
     if (progress)

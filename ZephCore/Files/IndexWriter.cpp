@@ -63,8 +63,6 @@ IndexWriter::IndexWriter(sqlite3* database)
     , m_findFolder(database, "SELECT id FROM folders WHERE path = ?1")
     , m_insertFile(
           database, "INSERT INTO files (folder, name, types, modified) VALUES (?1, ?2, ?3, ?4)")
-    , m_insertFileWithID(database,
-          "INSERT INTO files (id, folder, name, types, modified) VALUES (?5, ?1, ?2, ?3, ?4)")
     , m_insertWords(database, "INSERT INTO names (rowid, words) VALUES (?1, ?2)")
     , m_deleteWords(database, "INSERT INTO names (names, rowid, words) VALUES ('delete', ?1, ?2)")
     , m_findEntry(database, "SELECT id, name FROM files WHERE folder = ?1 AND name = ?2")
@@ -88,10 +86,10 @@ IndexWriter::IndexWriter(sqlite3* database)
 
 bool IndexWriter::isPrepared() const
 {
-    return m_insertFolder && m_findFolder && m_insertFile && m_insertFileWithID && m_insertWords
-        && m_deleteWords && m_findEntry && m_folderEntries && m_deleteFile && m_subtree
-        && m_deleteFolder && m_copyFile && m_moveText && m_deleteText && m_countStale
-        && m_insertText && m_insertContents;
+    return m_insertFolder && m_findFolder && m_insertFile && m_insertWords && m_deleteWords
+        && m_findEntry && m_folderEntries && m_deleteFile && m_subtree && m_deleteFolder
+        && m_copyFile && m_moveText && m_deleteText && m_countStale && m_insertText
+        && m_insertContents;
 }
 
 std::int64_t IndexWriter::existingFolderID(std::string_view path)
@@ -125,22 +123,25 @@ std::int64_t IndexWriter::entryID(std::int64_t folder, std::string_view name)
     return id;
 }
 
-std::int64_t IndexWriter::add(std::int64_t folder, std::string_view name, ContentTypes::Bits types,
-    std::int64_t modified, std::int64_t id)
+std::int64_t IndexWriter::add(
+    std::int64_t folder, std::string_view name, ContentTypes::Bits types, std::int64_t modified)
 {
-    auto& insert = id == 0 ? m_insertFile : m_insertFileWithID;
-    insert.bind(1, folder);
-    insert.bind(2, name);
-    insert.bind(3, std::int64_t { types });
-    insert.bind(4, indexTime(modified));
-    if (id != 0)
-        insert.bind(5, id);
-    if (!insert.run())
+    auto id = addEntry(folder, name, types, modified);
+    if (id == 0)
         return 0;
-    id = sqlite3_last_insert_rowid(m_database);
     m_insertWords.bind(1, id);
     m_insertWords.bind(2, wordsOf(name));
     return m_insertWords.run() ? id : 0;
+}
+
+std::int64_t IndexWriter::addEntry(
+    std::int64_t folder, std::string_view name, ContentTypes::Bits types, std::int64_t modified)
+{
+    m_insertFile.bind(1, folder);
+    m_insertFile.bind(2, name);
+    m_insertFile.bind(3, std::int64_t { types });
+    m_insertFile.bind(4, indexTime(modified));
+    return m_insertFile.run() ? sqlite3_last_insert_rowid(m_database) : 0;
 }
 
 const std::string& IndexWriter::wordsOf(std::string_view name)

@@ -32,9 +32,12 @@ public:
 
     // The id of the folder at `path`, added when missing; 0 on failure.
     std::int64_t folderID(std::string_view path);
-    // Adds one entry and its words; `id` 0 lets the database choose the next. The new id, or 0.
+    // Adds one entry and its words, under the next id. The new id, or 0.
     std::int64_t add(std::int64_t folder, std::string_view name, ContentTypes::Bits types,
-        std::int64_t modified, std::int64_t id = 0);
+        std::int64_t modified);
+    // Adds one entry without its words, which the caller writes elsewhere. The new id, or 0.
+    std::int64_t addEntry(std::int64_t folder, std::string_view name, ContentTypes::Bits types,
+        std::int64_t modified);
     // Forgets one entry, its words and its text.
     bool remove(std::int64_t id, std::string_view name);
     // Forgets the folder `id` and the entries in it, not those in its subfolders.
@@ -60,7 +63,6 @@ private:
     SQLiteStatement m_insertFolder;
     SQLiteStatement m_findFolder;
     SQLiteStatement m_insertFile;
-    SQLiteStatement m_insertFileWithID;
     SQLiteStatement m_insertWords;
     SQLiteStatement m_deleteWords;
     SQLiteStatement m_findEntry;

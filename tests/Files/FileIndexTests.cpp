@@ -49,16 +49,23 @@ std::set<std::tuple<std::string, std::int64_t, std::int64_t>> everyEntry(const f
     return entries;
 }
 
+// SQLite's check of the whole file, then the full-text tables' checks of their own structures.
 std::string integrity(const fs::path& file)
 {
     sqlite3* database = nullptr;
-    sqlite3_open_v2(file.c_str(), &database, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_open_v2(file.c_str(), &database, SQLITE_OPEN_READWRITE, nullptr);
     sqlite3_stmt* check = nullptr;
     sqlite3_prepare_v2(database, "PRAGMA integrity_check", -1, &check, nullptr);
     std::string result = sqlite3_step(check) == SQLITE_ROW
         ? reinterpret_cast<const char*>(sqlite3_column_text(check, 0))
         : sqlite3_errmsg(database);
     sqlite3_finalize(check);
+    for (auto* command : { "INSERT INTO names (names) VALUES ('integrity-check')",
+             "INSERT INTO contents (contents) VALUES ('integrity-check')" }) {
+        if (result == "ok"
+            && sqlite3_exec(database, command, nullptr, nullptr, nullptr) != SQLITE_OK)
+            result = sqlite3_errmsg(database);
+    }
     sqlite3_close(database);
     return result;
 }
@@ -196,6 +203,52 @@ TEST(FileIndex, AnUpdateAgreesWithAFreshBuild)
     EXPECT_EQ(namesOf(index->search(nameQuery({ "note" }), 2)),
         (std::vector<std::string> { "new note.txt", "note 4.txt" }));
     EXPECT_TRUE(namesOf(index->search(nameQuery({ "ignored" }), 10)).empty());
+}
+
+// A build writes the names' words into a file of its own and then copies them in, under the nose
+// of the full-text table of the index's connection: that table must read them afresh, and the
+// changes written through it afterwards must go on from them. Alone with the file, a build ends by
+// switching to the write-ahead log, which makes every table read afresh anyway; with a reader
+// about, nothing does.
+TEST(FileIndex, TheWordsOfABuildAreTheIndexConnectionsOwn)
+{
+    for (bool isReaderAbout : { false, true }) {
+        SCOPED_TRACE(isReaderAbout ? "with a reader about" : "alone");
+        TemporaryDirectory tree;
+        for (int file = 0; file < 300; ++file)
+            makeFile(tree / "root" / ("folder" + std::to_string(file % 7))
+                    / ("report " + std::to_string(file) + ".txt"),
+                file + 10);
+        makeFile(tree / "root/Plan.odt", 5);
+        auto file = tree / "index.sqlite";
+        makeFile(fs::path(file.string() + ".words"), "left by a build that crashed");
+        auto index = openIndex(file);
+        sqlite3* reader = nullptr;
+        if (isReaderAbout) {
+            sqlite3_open_v2(file.c_str(), &reader, SQLITE_OPEN_READONLY, nullptr);
+            ASSERT_EQ(sqlite3_exec(reader, "SELECT count(*) FROM meta", nullptr, nullptr, nullptr),
+                SQLITE_OK);
+        }
+        auto scope = scopeOf(tree / "root");
+        EXPECT_TRUE(namesOf(index->search(nameQuery({ "report" }), 10)).empty());
+        ASSERT_TRUE(index->update(scope, testNow));
+        EXPECT_FALSE(fs::exists(file.string() + ".words"));
+        EXPECT_EQ(index->search(nameQuery({ "rep" }), 1000)->size(), 300u);
+        EXPECT_EQ(namesOf(index->search(nameQuery({ "r", "2" }), 2)),
+            (std::vector<std::string> { "report 2.txt", "report 20.txt" }));
+
+        makeFile(tree / "root/folder3/report extra.txt", 1);
+        fs::remove(tree / "root/folder0/report 0.txt");
+        fs::remove(tree / "root/Plan.odt");
+        ASSERT_TRUE(index->update(scope, testNow));
+        EXPECT_EQ(namesOf(index->search(nameQuery({ "report" }), 2)),
+            (std::vector<std::string> { "report extra.txt", "report 1.txt" }));
+        EXPECT_EQ(index->search(nameQuery({ "report" }), 1000)->size(), 300u);
+        EXPECT_TRUE(namesOf(index->search(nameQuery({ "plan" }), 10)).empty());
+        sqlite3_close(reader);
+        index.reset();
+        EXPECT_EQ(integrity(file), "ok");
+    }
 }
 
 TEST(FileIndex, RefreshesWhatChangedOnDisk)

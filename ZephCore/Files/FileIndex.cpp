@@ -35,7 +35,7 @@ constexpr std::string_view applicationID = "zeph-file-index";
 // the ascii tokenizer keeps every non-ASCII character inside its word, so each of our words is
 // exactly one token, whatever Unicode version SQLite's own tables know. Nothing ranks by the
 // number of words in a row, so the full-text tables keep no such counts (`columnsize=0`): a row
-// of its own for each entry, a tenth of the file.
+// of its own for each entry, 8 % of the file.
 const char* const schema = R"(
     CREATE TABLE IF NOT EXISTS meta (key TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
     CREATE TABLE IF NOT EXISTS folders (id INTEGER PRIMARY KEY, path TEXT NOT NULL);

@@ -19,8 +19,17 @@ Character computeFold(std::string_view cluster)
     return characterCode(std::string_view(folded).substr(0, boundaries[1]));
 }
 
-// Folding goes through ICU, which costs a microsecond; a character of the BMP folds once.
-LazyTable<Character, 0x10000> bmpFoldCache;
+// Folding goes through ICU, which costs microseconds; a scalar of the Basic or the Supplementary
+// Multilingual Plane (emoji) folds once.
+LazyTable<Character, 0x20000> foldCache;
+
+// A cluster of one scalar beyond ASCII.
+Character foldScalar(char32_t scalar, std::string_view cluster)
+{
+    if (scalar < foldCache.size())
+        return foldCache.get(scalar, [&] { return computeFold(cluster); });
+    return computeFold(cluster);
+}
 
 bool isSingleScalar(std::string_view cluster, char32_t& scalar)
 {
@@ -46,8 +55,8 @@ Character foldCharacter(std::string_view cluster)
         return crLf;
     }
     char32_t scalar = 0;
-    if (isSingleScalar(cluster, scalar) && scalar < bmpFoldCache.size())
-        return bmpFoldCache.get(scalar, [&] { return computeFold(cluster); });
+    if (isSingleScalar(cluster, scalar))
+        return foldScalar(scalar, cluster);
     return computeFold(cluster);
 }
 
@@ -123,36 +132,46 @@ char32_t decodeLatinScalar(const unsigned char* bytes, std::size_t& offset)
     return ((lead & 0x1F) << 6) | (bytes[offset - 1] & 0x3F);
 }
 
-// Text whose scalars are all below latinLimit: each scalar is a character, and the table folds it.
-// Hands each character's entry and whether a word starts there to `emit`; yields false at the
-// first scalar that needs the full rules, or when `emit` refuses a character.
-template <typename Emit> bool forEachLatinCharacter(std::string_view validText, Emit&& emit)
+// The class of a scalar for word starts, as the Latin table has it.
+unsigned wordClass(const CharacterProperties& properties)
+{
+    using namespace Ascii::Detail;
+    return (properties.isUppercase ? upper : 0) | (properties.isLowercase ? lower : 0)
+        | (properties.isNumber ? digit : 0);
+}
+
+// Text in which every scalar is a character on its own, the common case beyond Latin too (Greek,
+// Cyrillic, CJK, Hangul syllables, lone emoji): folded and split into words in one pass. Yields
+// false at the first scalar that needs the cluster rules: a mark, a joiner, a control, a Hangul
+// letter, a carriage return.
+bool prepareLoneScalars(std::string_view validText, PreparedCharacters& prepared)
 {
     const LatinCharacter* table = latinCharacters();
     auto* bytes = reinterpret_cast<const unsigned char*>(validText.data());
     unsigned previous = Ascii::Detail::separator;
     for (std::size_t offset = 0; offset < validText.size();) {
+        auto start = offset;
         auto scalar = decodeLatinScalar(bytes, offset);
-        if (scalar == latinLimit)
-            return false;
-        auto& latin = table[scalar];
-        // A carriage return may pair with a line feed into one character.
-        if (latin.isCarriageReturn)
-            return false;
-        if (!emit(latin, Ascii::Detail::startsWord(previous, latin.wordClass)))
-            return false;
-        previous = latin.wordClass;
+        Character folded = 0;
+        unsigned scalarClass = 0;
+        if (scalar != latinLimit) {
+            auto& latin = table[scalar];
+            if (latin.isCarriageReturn)
+                return false;
+            folded = latin.folded;
+            scalarClass = latin.wordClass;
+        } else {
+            scalar = decodeScalar(validText, offset);
+            if (!standsAlone(scalar))
+                return false;
+            folded = foldScalar(scalar, validText.substr(start, offset - start));
+            scalarClass = wordClass(characterProperties(scalar));
+        }
+        prepared.chars.push_back(folded);
+        prepared.wordStart.push_back(Ascii::Detail::startsWord(previous, scalarClass));
+        previous = scalarClass;
     }
     return true;
-}
-
-bool prepareLatin(std::string_view text, PreparedCharacters& prepared)
-{
-    return forEachLatinCharacter(text, [&](const LatinCharacter& latin, bool isWordStart) {
-        prepared.chars.push_back(latin.folded);
-        prepared.wordStart.push_back(isWordStart);
-        return true;
-    });
 }
 
 } // namespace
@@ -161,8 +180,10 @@ void prepareCharacters(std::string_view validText, PreparedCharacters& prepared)
 {
     prepared.chars.clear();
     prepared.wordStart.clear();
-    if (prepareLatin(validText, prepared))
+    if (prepareLoneScalars(validText, prepared))
         return;
+    prepared.chars.clear();
+    prepared.wordStart.clear();
     thread_local std::vector<std::uint32_t> boundaries;
     graphemeBoundaries(validText, boundaries);
     auto count = boundaries.size() - 1;

@@ -34,6 +34,10 @@ void appendUTF8(std::string& text, char32_t scalar);
 void graphemeBoundaries(std::string_view text, std::vector<std::uint32_t>& boundaries);
 std::size_t graphemeCount(std::string_view text);
 
+// Whether `scalar` is a character of its own whatever stands beside it, but for a mark or a
+// joiner after it: grapheme break property Other or a whole Hangul syllable.
+bool standsAlone(char32_t scalar);
+
 // Upper case, lower case, numeric and alphabetic as the Unicode properties define them, read off
 // the first scalar of a character, so that uncased letters are neither upper nor lower case.
 struct CharacterProperties {

@@ -4,11 +4,16 @@
 
 #include <functional>
 #include <initializer_list>
+#include <iterator>
+#include <memory>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <unicode/brkiter.h>
+#include <unicode/unistr.h>
 
 using namespace zeph;
 
@@ -116,6 +121,41 @@ TEST(Text, ClustersAreUserPerceivedCharacters)
         graphemeBoundaries(testCase.text, boundaries);
         EXPECT_EQ(boundaries, testCase.boundaries);
         EXPECT_EQ(graphemeCount(testCase.text), testCase.boundaries.size() - 1);
+    }
+}
+
+// Marks, whole Hangul syllables and controls take a path of their own beside ICU's break iterator:
+// mixed at random with every other kind of joiner, the two must agree.
+TEST(Text, ClustersAgreeWithICUOnMixedText)
+{
+    const char* pieces[] = { "a", "Z", " ", "\r", "\n", "\t", "\u00E9", "\u0301", "\u0308",
+        "\u0903", "\u093F", "\u094D", "\u0915", "\u0600", "\u200D", "\uFE0F", "\u200B", "\uD55C",
+        "\uAC00", "\u1112", "\u1161", "\u11AB", "\u0416", "\u65E5", "\U0001F680", "\U0001F3FD",
+        "\U0001F1EB", "\U0001F468", "\u2615" };
+    UErrorCode status = U_ZERO_ERROR;
+    std::unique_ptr<icu::BreakIterator> iterator(
+        icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+    ASSERT_TRUE(U_SUCCESS(status));
+    std::mt19937 random(7);
+    std::vector<std::uint32_t> boundaries;
+    for (int round = 0; round < 5000; ++round) {
+        std::string text;
+        auto length = random() % 6;
+        for (std::size_t index = 0; index < length; ++index)
+            text += pieces[random() % std::size(pieces)];
+        std::vector<std::uint32_t> expected;
+        auto unicode = icu::UnicodeString::fromUTF8(text);
+        iterator->setText(unicode);
+        // ICU counts UTF-16 units; the boundaries here are bytes of UTF-8.
+        for (auto boundary = iterator->first(); boundary != icu::BreakIterator::DONE;
+             boundary = iterator->next()) {
+            std::string prefix;
+            unicode.tempSubString(0, boundary).toUTF8String(prefix);
+            expected.push_back(static_cast<std::uint32_t>(prefix.size()));
+        }
+        SCOPED_TRACE(text);
+        graphemeBoundaries(text, boundaries);
+        ASSERT_EQ(boundaries, expected);
     }
 }
 

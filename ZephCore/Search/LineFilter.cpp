@@ -201,42 +201,88 @@ LineFilter::LineFilter(InputBuffer input, unsigned threads)
         m_index.append(std::move(other));
 }
 
+namespace {
+
+// The class bits of the first `count` bytes of eight ASCII bytes, without a branch on the count.
+std::uint64_t asciiClassBitsOfFirst(std::uint64_t word, unsigned count)
+{
+    std::uint64_t bits = 0;
+    for (unsigned index = 0; index < 8; ++index) {
+        auto keep = std::uint64_t { 0 } - static_cast<std::uint64_t>(index < count);
+        bits |= asciiClassBits[(word >> (8 * index)) & 0x7F] & keep;
+    }
+    return bits;
+}
+
+// A high bit in each byte of `word` that is a line feed or not ASCII; the lowest is exact, those
+// above a line feed may not be.
+std::uint64_t stopBytes(std::uint64_t word)
+{
+    constexpr std::uint64_t ones = 0x0101'0101'0101'0101;
+    auto lineFeeds = word ^ (ones * '\n');
+    return ((lineFeeds - ones) & ~lineFeeds & Ascii::highBits) | (word & Ascii::highBits);
+}
+
+} // namespace
+
+// One pass, eight bytes at a time, finds each line's end and gathers its class bits, as long as
+// the line is ASCII; a line with other bytes is measured from its first one on.
 void LineFilter::Segment::addLines(std::string_view input, std::size_t begin, std::size_t end)
 {
     const char* data = input.data();
+    auto* bytes = reinterpret_cast<const unsigned char*>(data);
     for (auto start = begin; start < end;) {
-        auto* newline = static_cast<const char*>(std::memchr(data + start, '\n', end - start));
-        std::size_t lineEnd = newline ? static_cast<std::size_t>(newline - data) : end;
-        std::size_t next = newline ? lineEnd + 1 : end;
-        if (lineEnd > start && newline && data[lineEnd - 1] == '\r')
+        std::uint64_t mask = 0;
+        auto offset = start;
+        // Stops at the line feed, the first byte beyond ASCII, or the end of the stretch.
+        for (;;) {
+            if (end - offset >= 8) {
+                std::uint64_t word;
+                std::memcpy(&word, bytes + offset, 8);
+                auto stops = stopBytes(word);
+                if (!stops) {
+                    mask |= asciiClassBitsOfWord(word);
+                    offset += 8;
+                    continue;
+                }
+                auto count = static_cast<unsigned>(std::countr_zero(stops)) / 8;
+                mask |= asciiClassBitsOfFirst(word, count);
+                offset += count;
+                break;
+            }
+            if (offset == end || bytes[offset] == '\n' || bytes[offset] >= 0x80)
+                break;
+            mask |= asciiClassBits[bytes[offset++]];
+        }
+        auto offset32 = static_cast<std::uint32_t>(start);
+        if (offset < end && bytes[offset] >= 0x80) {
+            auto* newline
+                = static_cast<const char*>(std::memchr(data + offset, '\n', end - offset));
+            std::size_t lineEnd = newline ? static_cast<std::size_t>(newline - data) : end;
+            std::size_t next = newline ? lineEnd + 1 : end;
+            if (newline && data[lineEnd - 1] == '\r')
+                --lineEnd;
+            verify(lineEnd - start < (1u << 30));
+            addNonAsciiLine(input.substr(start, lineEnd - start), offset32,
+                static_cast<std::uint32_t>(offset - start), mask);
+            start = next;
+            continue;
+        }
+        // A line feed or the end. A carriage return before the line feed leaves the line but keeps
+        // its class bit, which rules out fewer lines and changes no answer.
+        auto lineEnd = offset;
+        if (offset < end && lineEnd > start && bytes[lineEnd - 1] == '\r')
             --lineEnd;
-        auto offset = static_cast<std::uint32_t>(start);
-        auto length = static_cast<std::uint32_t>(lineEnd - start);
-        start = next;
+        start = offset < end ? offset + 1 : end;
+        auto length = lineEnd - offset32;
         // Counts of characters hold 30 bits: a line is shorter than a gigabyte.
         verify(length < (1u << 30));
         if (length == 0) {
             emptyLinesBefore.push_back(static_cast<std::uint32_t>(lines.size()));
             continue;
         }
-        auto* bytes = reinterpret_cast<const unsigned char*>(data + offset);
-        std::uint64_t mask = 0;
-        std::uint32_t asciiPrefix = 0;
-        for (; length - asciiPrefix >= 8; asciiPrefix += 8) {
-            std::uint64_t word;
-            std::memcpy(&word, bytes + asciiPrefix, 8);
-            if (word & Ascii::highBits)
-                break;
-            mask |= asciiClassBitsOfWord(word);
-        }
-        for (; asciiPrefix < length && bytes[asciiPrefix] < 0x80; ++asciiPrefix)
-            mask |= asciiClassBits[bytes[asciiPrefix]];
-        if (asciiPrefix < length) {
-            addNonAsciiLine(input.substr(offset, length), offset, asciiPrefix, mask);
-            continue;
-        }
-        Line line { .mask = mask, .offset = offset };
-        line.characterCount = length;
+        Line line { .mask = mask, .offset = offset32 };
+        line.characterCount = static_cast<std::uint32_t>(length);
         line.storage = static_cast<std::uint32_t>(Storage::ascii);
         lines.push_back(line);
     }

@@ -19,29 +19,47 @@ Result<InputBuffer> InputBuffer::read(int descriptor, const std::string& name)
         auto position = lseek(descriptor, 0, SEEK_CUR);
         if (position == 0) {
             auto size = static_cast<std::size_t>(status.st_size);
-            void* mapping = mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, descriptor, 0);
+            void* mapping
+                = mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, descriptor, 0);
             if (mapping != MAP_FAILED) {
                 buffer.m_mapping = mapping;
                 buffer.m_mappedSize = size;
+                buffer.m_mappingLength = size;
                 return buffer;
             }
         }
     }
-    std::size_t size = 0;
+    // A pipe: read into fresh memory that grows by moving its pages, never by copying or zeroing
+    // bytes, and whose untouched part costs nothing.
+    auto failure
+        = [&] { return Error { "Could not read " + name + ": " + std::strerror(errno) + "." }; };
+    std::size_t capacity = std::size_t { 1 } << 20;
+    void* memory
+        = mmap(nullptr, capacity, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED)
+        return failure();
+    buffer.m_mapping = memory;
+    buffer.m_mappingLength = capacity;
     for (;;) {
-        if (buffer.m_owned.size() == size)
-            buffer.m_owned.resize(std::max<std::size_t>(2 * size, 65536));
-        auto count = ::read(descriptor, buffer.m_owned.data() + size, buffer.m_owned.size() - size);
+        if (buffer.m_mappedSize == capacity) {
+            memory = mremap(buffer.m_mapping, capacity, 2 * capacity, MREMAP_MAYMOVE);
+            if (memory == MAP_FAILED)
+                return failure();
+            buffer.m_mapping = memory;
+            capacity *= 2;
+            buffer.m_mappingLength = capacity;
+        }
+        auto count = ::read(descriptor, static_cast<char*>(buffer.m_mapping) + buffer.m_mappedSize,
+            capacity - buffer.m_mappedSize);
         if (count == 0)
             break;
         if (count < 0) {
             if (errno == EINTR)
                 continue;
-            return Error { "Could not read " + name + ": " + std::strerror(errno) + "." };
+            return failure();
         }
-        size += static_cast<std::size_t>(count);
+        buffer.m_mappedSize += static_cast<std::size_t>(count);
     }
-    buffer.m_owned.resize(size);
     return buffer;
 }
 
@@ -59,6 +77,7 @@ InputBuffer::InputBuffer(InputBuffer&& other) noexcept
     : m_owned(std::move(other.m_owned))
     , m_mapping(std::exchange(other.m_mapping, nullptr))
     , m_mappedSize(std::exchange(other.m_mappedSize, 0))
+    , m_mappingLength(std::exchange(other.m_mappingLength, 0))
 {
 }
 
@@ -66,10 +85,11 @@ InputBuffer& InputBuffer::operator=(InputBuffer&& other) noexcept
 {
     if (this != &other) {
         if (m_mapping)
-            munmap(m_mapping, m_mappedSize);
+            munmap(m_mapping, m_mappingLength);
         m_owned = std::move(other.m_owned);
         m_mapping = std::exchange(other.m_mapping, nullptr);
         m_mappedSize = std::exchange(other.m_mappedSize, 0);
+        m_mappingLength = std::exchange(other.m_mappingLength, 0);
     }
     return *this;
 }
@@ -77,7 +97,7 @@ InputBuffer& InputBuffer::operator=(InputBuffer&& other) noexcept
 InputBuffer::~InputBuffer()
 {
     if (m_mapping)
-        munmap(m_mapping, m_mappedSize);
+        munmap(m_mapping, m_mappingLength);
 }
 
 } // namespace zeph

@@ -162,7 +162,7 @@ int reset(const std::optional<std::string>& key, const GlobalOptions& global)
     return changed ? success : fail(changed.error().message);
 }
 
-struct Options {
+struct ConfigOptions {
     bool json = false;
     std::string key {};
     std::string value {};
@@ -173,7 +173,7 @@ struct Options {
 
 void addConfigCommand(CLI::App& app, Action& action, const GlobalOptions& global)
 {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<ConfigOptions>();
     auto* config = app.add_subcommand("config",
         "Print the effective settings: settings.json merged over the defaults, one line for each "
         "value (KEY = JSON), or change them.");

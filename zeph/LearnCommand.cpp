@@ -26,7 +26,7 @@ Result<Snapshot> changeKnowledge(const GlobalOptions& global, Change change)
         ", and learning starts afresh.");
 }
 
-struct Options {
+struct LearnOptions {
     std::optional<std::string> now {};
     bool json = false;
     std::string itemID {};
@@ -34,7 +34,7 @@ struct Options {
     std::optional<std::string> forgetID {};
 };
 
-int learn(const Options& options, const GlobalOptions& global)
+int learn(const LearnOptions& options, const GlobalOptions& global)
 {
     auto now = presentDate(options.now);
     if (!now)
@@ -47,7 +47,7 @@ int learn(const Options& options, const GlobalOptions& global)
     return changed ? success : fail(changed.error().message);
 }
 
-int boosts(const Options& options, const GlobalOptions& global)
+int boosts(const LearnOptions& options, const GlobalOptions& global)
 {
     auto now = presentDate(options.now);
     if (!now)
@@ -89,7 +89,7 @@ int forget(const std::optional<std::string>& itemID, const GlobalOptions& global
 
 void addLearnCommands(CLI::App& app, Action& action, const GlobalOptions& global)
 {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<LearnOptions>();
     auto addNow = [&](CLI::App* command) {
         command->add_option("--now", options->now, "The present moment, ISO 8601 (default: now)");
     };

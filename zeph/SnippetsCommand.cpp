@@ -9,7 +9,7 @@ namespace zeph::CommandLine {
 
 namespace {
 
-int list(bool json, const GlobalOptions& global)
+int listSnippets(bool json, const GlobalOptions& global)
 {
     auto collections = snippetCollections(global);
     if (!collections)
@@ -57,7 +57,7 @@ void addSnippetsCommand(CLI::App& app, Action& action, const GlobalOptions& glob
     listCommand->add_flag(
         "--json", *json, "One JSON object a collection, as snippets.json holds it");
     listCommand->callback(
-        [&action, &global, json] { action = [&global, json] { return list(*json, global); }; });
+        [&action, &global, json] { action = [&global, json] { return listSnippets(*json, global); }; });
 }
 
 } // namespace zeph::CommandLine

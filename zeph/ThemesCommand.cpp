@@ -14,7 +14,7 @@ ThemeLibrary library(const GlobalOptions& global)
         "only the built-in themes are there.");
 }
 
-int list(bool json, const GlobalOptions& global)
+int listThemes(bool json, const GlobalOptions& global)
 {
     for (auto& theme : library(global).all()) {
         if (json)
@@ -26,7 +26,7 @@ int list(bool json, const GlobalOptions& global)
     return success;
 }
 
-int show(const std::string& id, bool json, const GlobalOptions& global)
+int showTheme(const std::string& id, bool json, const GlobalOptions& global)
 {
     auto themes = library(global);
     auto* theme = themes.find(id);
@@ -35,7 +35,7 @@ int show(const std::string& id, bool json, const GlobalOptions& global)
     return printRecord(toJSON(*theme), json);
 }
 
-struct Options {
+struct ThemeOptions {
     bool json = false;
     std::string id {};
 };
@@ -44,7 +44,7 @@ struct Options {
 
 void addThemesCommand(CLI::App& app, Action& action, const GlobalOptions& global)
 {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<ThemeOptions>();
     auto* themes = app.add_subcommand("themes",
         "List the built-in themes and the user's own from themes.json: id, name, and whether it "
         "is built in.");
@@ -56,12 +56,12 @@ void addThemesCommand(CLI::App& app, Action& action, const GlobalOptions& global
     showCommand->add_flag("--json", options->json, "As one compact line");
     showCommand->add_option("id", options->id, "The theme's id")->required();
     showCommand->callback([&action, &global, options] {
-        action = [&global, options] { return show(options->id, options->json, global); };
+        action = [&global, options] { return showTheme(options->id, options->json, global); };
     });
 
     themes->callback([&action, &global, themes, options] {
         if (themes->get_subcommands().empty())
-            action = [&global, options] { return list(options->json, global); };
+            action = [&global, options] { return listThemes(options->json, global); };
     });
 }
 

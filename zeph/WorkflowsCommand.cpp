@@ -28,7 +28,7 @@ std::string triggers(const Workflow& workflow)
     return text.empty() ? "-" : text;
 }
 
-int list(bool json, const GlobalOptions& global)
+int listWorkflows(bool json, const GlobalOptions& global)
 {
     for (auto& workflow : installedWorkflows(global)) {
         if (json) {
@@ -42,7 +42,7 @@ int list(bool json, const GlobalOptions& global)
     return success;
 }
 
-int show(const std::string& id, bool json, const GlobalOptions& global)
+int showWorkflow(const std::string& id, bool json, const GlobalOptions& global)
 {
     auto workflows = installedWorkflows(global);
     auto found = std::find_if(
@@ -134,7 +134,7 @@ void addChangeCommand(CLI::App& workflows, Action& action, const GlobalOptions& 
     });
 }
 
-struct Options {
+struct WorkflowOptions {
     bool json = false;
     std::string id {};
     std::string file {};
@@ -144,7 +144,7 @@ struct Options {
 
 void addWorkflowsCommand(CLI::App& app, Action& action, const GlobalOptions& global)
 {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<WorkflowOptions>();
     auto* workflows = app.add_subcommand(
         "workflows", "Show, check, enable, disable and delete the workflows of the data folder.");
     workflows->require_subcommand(1);
@@ -155,7 +155,7 @@ void addWorkflowsCommand(CLI::App& app, Action& action, const GlobalOptions& glo
     listCommand->add_flag(
         "--json", options->json, "One JSON object a workflow, as workflows.json holds it");
     listCommand->callback([&action, &global, options] {
-        action = [&global, options] { return list(options->json, global); };
+        action = [&global, options] { return listWorkflows(options->json, global); };
     });
 
     auto* showCommand = workflows->add_subcommand(
@@ -163,7 +163,7 @@ void addWorkflowsCommand(CLI::App& app, Action& action, const GlobalOptions& glo
     showCommand->add_flag("--json", options->json, "As one compact line");
     showCommand->add_option("id", options->id, "The workflow's id")->required();
     showCommand->callback([&action, &global, options] {
-        action = [&global, options] { return show(options->id, options->json, global); };
+        action = [&global, options] { return showWorkflow(options->id, options->json, global); };
     });
 
     auto* checkCommand = workflows->add_subcommand("check",

@@ -124,7 +124,8 @@ std::optional<int> compareLatinLowercased(std::string_view a, std::string_view b
 void Ranker::appendSortKey(std::string_view title, std::string& key)
 {
     auto start = key.size();
-    // A lower-cased Latin scalar takes at most three bytes for two.
+    // A lower-cased Latin scalar takes at most three bytes for two; others take no more than
+    // their capitals.
     key.resize(start + title.size() + title.size() / 2);
     auto* out = reinterpret_cast<unsigned char*>(key.data()) + start;
     for (std::size_t offset = 0; offset < title.size();) {
@@ -147,11 +148,17 @@ void Ranker::appendSortKey(std::string_view title, std::string& key)
             ++offset;
             continue;
         }
-        // Latin text is already NFC, and lower-cases scalar by scalar, unless a mark follows.
+        // Latin text is already NFC, and lower-cases scalar by scalar, unless a mark follows;
+        // so do most scalars of other scripts, which take the table of their own.
         auto scalar = decodeScalar(title, offset);
-        auto lower = scalar < latinLimit ? latinScalar(scalar).lowercased : char16_t { 0 };
-        bool markFollows
-            = offset < title.size() && static_cast<unsigned char>(title[offset]) >= 0xCC;
+        char32_t lower = scalar < latinLimit ? latinScalar(scalar).lowercased : char16_t { 0 };
+        if (scalar >= latinLimit)
+            lower = lowercasedAlone(scalar);
+        bool markFollows = false;
+        if (offset < title.size() && static_cast<unsigned char>(title[offset]) >= 0xCC) {
+            auto next = offset;
+            markFollows = !standsAlone(decodeScalar(title, next));
+        }
         if (!lower || markFollows) {
             key.resize(start);
             key += normalizedText(lowercasedText(title));
@@ -163,8 +170,12 @@ void Ranker::appendSortKey(std::string_view title, std::string& key)
         }
         if (lower < 0x800) {
             *out++ = static_cast<unsigned char>(0xC0 | (lower >> 6));
-        } else {
+        } else if (lower < 0x10000) {
             *out++ = static_cast<unsigned char>(0xE0 | (lower >> 12));
+            *out++ = static_cast<unsigned char>(0x80 | ((lower >> 6) & 0x3F));
+        } else {
+            *out++ = static_cast<unsigned char>(0xF0 | (lower >> 18));
+            *out++ = static_cast<unsigned char>(0x80 | ((lower >> 12) & 0x3F));
             *out++ = static_cast<unsigned char>(0x80 | ((lower >> 6) & 0x3F));
         }
         *out++ = static_cast<unsigned char>(0x80 | (lower & 0x3F));

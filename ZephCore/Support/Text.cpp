@@ -679,6 +679,44 @@ std::string lowercasedText(std::string_view text)
     return toUTF8(toUnicode(text).toLower(icu::Locale::getRoot()));
 }
 
+namespace {
+
+// Stable in NFC, and with no combining class to reorder.
+bool isNormalizedAlone(char32_t scalar)
+{
+    auto codePoint = static_cast<UChar32>(scalar);
+    return u_getIntPropertyValue(codePoint, UCHAR_NFC_QUICK_CHECK) == UNORM_YES
+        && u_getCombiningClass(codePoint) == 0;
+}
+
+char32_t computeLowercasedAlone(char32_t scalar)
+{
+    // Capital sigma's small letter depends on its neighbours, and dotted capital I lower-cases
+    // into two scalars; every other scalar's full lower case is its simple one.
+    if (scalar == 0x3A3 || scalar == 0x130 || !standsAlone(scalar) || !isNormalizedAlone(scalar))
+        return 0;
+    auto lower = static_cast<char32_t>(u_tolower(static_cast<UChar32>(scalar)));
+    auto bytes = [](char32_t value) { return value < 0x800 ? 2 : value < 0x10000 ? 3 : 4; };
+    return isNormalizedAlone(lower) && bytes(lower) <= bytes(scalar) ? lower : 0;
+}
+
+// Zero is "not computed yet": a scalar with no small letter of its own is kept as the limit.
+constexpr char32_t noLowercaseAlone = 0x110000;
+LazyTable<char32_t, 0x20000> lowercaseAloneCache;
+
+} // namespace
+
+char32_t lowercasedAlone(char32_t scalar)
+{
+    if (scalar >= lowercaseAloneCache.size())
+        return computeLowercasedAlone(scalar);
+    auto lower = lowercaseAloneCache.get(scalar, [&] {
+        auto computed = computeLowercasedAlone(scalar);
+        return computed ? computed : noLowercaseAlone;
+    });
+    return lower == noLowercaseAlone ? 0 : lower;
+}
+
 std::string normalizedText(std::string_view text)
 {
     if (isASCII(text))

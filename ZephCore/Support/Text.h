@@ -83,6 +83,11 @@ std::string foldedText(std::string_view text);
 // Unicode default lower-casing, with no locale.
 std::string lowercasedText(std::string_view text);
 std::string normalizedText(std::string_view text);
+// The small letter of a scalar beyond ASCII that, in NFC text of scalars that stand alone,
+// lower-cases and normalises on its own into no more bytes: what
+// normalizedText(lowercasedText(text)) makes of it there. 0 for the others (marks, joiners,
+// scalars that NFC changes, capital sigma and dotted capital I).
+char32_t lowercasedAlone(char32_t scalar);
 
 // The code of one cluster (valid UTF-8), interning it when it is not one scalar in NFC.
 Character characterCode(std::string_view cluster);

@@ -258,7 +258,14 @@ TEST(Ranker, SortKeysOrderTitlesAsTheComparisonDoes)
               // Longer than a word of eight bytes, with the letters' ASCII neighbours, and a
               // capital whose small letter takes three bytes.
               "@AZ[`az{ @AZ[`az{", "/USR/Share/Caf\u00C9 Photos/\u023A.TXT",
-              "/usr/share/caf\u00E9 photos/\u2C65.txt", "\u023A\u023Ebcdefghij\u00C0XYZ" };
+              "/usr/share/caf\u00E9 photos/\u2C65.txt", "\u023A\u023Ebcdefghij\u00C0XYZ",
+              // Beyond Latin: a sigma whose small letter depends on its place, scalars that NFC
+              // or a mark changes, and small letters in the Supplementary Plane.
+              "\u039F\u0394\u039F\u03A3 \u03A3\u0391\u03A3", "\u03C3\u03BF\u03C6\u03CC\u03C2",
+              "\u041C\u041E\u0421\u041A\u0412\u0410", "\u041C\u043E\u0441\u043A\u0432\u0430",
+              "\u0416\u0301x", "\u00C9\u0416", "\uF900\u8C48", "\u2126mega", "\u03A9mega",
+              "\U00010400\U00010428", "\u13A0\uAB70", "\u24B6\u24D0", "\u01C4\u01C5",
+              "\uD55C\uAD6D\uC5B4", "\u1112\u1161", "\U0001F680A", "A\U0001F680" };
     for (auto& title : titles) {
         std::string key;
         Ranker::appendSortKey(title, key);

@@ -293,8 +293,7 @@ void graphemeBoundaries(std::string_view text, std::vector<std::uint32_t>& bound
     boundaries.clear();
     // Most text is a run of scalars between which a boundary is certain, but for marks that join
     // the scalar before them; only the rarer joiners (ZWJ, Prepend, regional indicators, Hangul
-    // letters) need the full rules, and ICU's break iterator costs a tenth of a millisecond to
-    // make.
+    // letters) need the full rules, whose ICU break iterator is dear to make and to run.
     char32_t previous = 0;
     std::uint8_t previousFlags = control;
     for (std::size_t offset = 0; offset < text.size();) {
@@ -700,7 +699,8 @@ char32_t computeLowercasedAlone(char32_t scalar)
     return isNormalizedAlone(lower) && bytes(lower) <= bytes(scalar) ? lower : 0;
 }
 
-// Zero is "not computed yet": a scalar with no small letter of its own is kept as the limit.
+// Zero means "not computed yet", so a scalar that lower-cases only with its text is kept as one
+// past the last scalar.
 constexpr char32_t noLowercaseAlone = 0x110000;
 LazyTable<char32_t, 0x20000> lowercaseAloneCache;
 

@@ -254,7 +254,7 @@ void LineFilter::Segment::addLines(std::string_view input, std::size_t begin, st
                 break;
             mask |= asciiClassBits[bytes[offset++]];
         }
-        auto offset32 = static_cast<std::uint32_t>(start);
+        auto lineStart = static_cast<std::uint32_t>(start);
         if (offset < end && bytes[offset] >= 0x80) {
             auto* newline
                 = static_cast<const char*>(std::memchr(data + offset, '\n', end - offset));
@@ -263,7 +263,7 @@ void LineFilter::Segment::addLines(std::string_view input, std::size_t begin, st
             if (newline && data[lineEnd - 1] == '\r')
                 --lineEnd;
             verify(lineEnd - start < (1u << 30));
-            addNonAsciiLine(input.substr(start, lineEnd - start), offset32,
+            addNonAsciiLine(input.substr(start, lineEnd - start), lineStart,
                 static_cast<std::uint32_t>(offset - start), mask);
             start = next;
             continue;
@@ -274,14 +274,14 @@ void LineFilter::Segment::addLines(std::string_view input, std::size_t begin, st
         if (offset < end && lineEnd > start && bytes[lineEnd - 1] == '\r')
             --lineEnd;
         start = offset < end ? offset + 1 : end;
-        auto length = lineEnd - offset32;
+        auto length = lineEnd - lineStart;
         // Counts of characters hold 30 bits: a line is shorter than a gigabyte.
         verify(length < (1u << 30));
         if (length == 0) {
             emptyLinesBefore.push_back(static_cast<std::uint32_t>(lines.size()));
             continue;
         }
-        Line line { .mask = mask, .offset = offset32 };
+        Line line { .mask = mask, .offset = lineStart };
         line.characterCount = static_cast<std::uint32_t>(length);
         line.storage = static_cast<std::uint32_t>(Storage::ascii);
         lines.push_back(line);

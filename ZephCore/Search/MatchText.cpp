@@ -92,6 +92,14 @@ struct LatinCharacter {
     bool isCarriageReturn = false;
 };
 
+// The class of a scalar for word starts, separators aside.
+unsigned wordClass(const CharacterProperties& properties)
+{
+    using namespace Ascii::Detail;
+    return (properties.isUppercase ? upper : 0) | (properties.isLowercase ? lower : 0)
+        | (properties.isNumber ? digit : 0);
+}
+
 const LatinCharacter* latinCharacters()
 {
     static const auto table = [] {
@@ -105,10 +113,8 @@ const LatinCharacter* latinCharacters()
                 .folded = latin.folded,
                 .classBitIndex
                 = static_cast<std::uint8_t>(std::countr_zero(characterClassBit(latin.folded))),
-                .wordClass = static_cast<std::uint8_t>((isSeparator ? separator : 0)
-                    | (latin.properties.isUppercase ? upper : 0)
-                    | (latin.properties.isLowercase ? lower : 0)
-                    | (latin.properties.isNumber ? digit : 0)),
+                .wordClass = static_cast<std::uint8_t>(
+                    (isSeparator ? separator : 0) | wordClass(latin.properties)),
                 .isCarriageReturn = scalar == U'\r',
             };
         }
@@ -130,14 +136,6 @@ char32_t decodeLatinScalar(const unsigned char* bytes, std::size_t& offset)
         return latinLimit;
     offset += 2;
     return ((lead & 0x1F) << 6) | (bytes[offset - 1] & 0x3F);
-}
-
-// The class of a scalar for word starts, as the Latin table has it.
-unsigned wordClass(const CharacterProperties& properties)
-{
-    using namespace Ascii::Detail;
-    return (properties.isUppercase ? upper : 0) | (properties.isLowercase ? lower : 0)
-        | (properties.isNumber ? digit : 0);
 }
 
 // Text in which every scalar is a character on its own, the common case beyond Latin too (Greek,

@@ -151,9 +151,8 @@ void Ranker::appendSortKey(std::string_view title, std::string& key)
         // Latin text is already NFC, and lower-cases scalar by scalar, unless a mark follows;
         // so do most scalars of other scripts, which take the table of their own.
         auto scalar = decodeScalar(title, offset);
-        char32_t lower = scalar < latinLimit ? latinScalar(scalar).lowercased : char16_t { 0 };
-        if (scalar >= latinLimit)
-            lower = lowercasedAlone(scalar);
+        auto lower = scalar < latinLimit ? char32_t { latinScalar(scalar).lowercased }
+                                         : lowercasedAlone(scalar);
         bool markFollows = false;
         if (offset < title.size() && static_cast<unsigned char>(title[offset]) >= 0xCC) {
             auto next = offset;
@@ -164,21 +163,7 @@ void Ranker::appendSortKey(std::string_view title, std::string& key)
             key += normalizedText(lowercasedText(title));
             return;
         }
-        if (lower < 0x80) {
-            *out++ = static_cast<unsigned char>(lower);
-            continue;
-        }
-        if (lower < 0x800) {
-            *out++ = static_cast<unsigned char>(0xC0 | (lower >> 6));
-        } else if (lower < 0x10000) {
-            *out++ = static_cast<unsigned char>(0xE0 | (lower >> 12));
-            *out++ = static_cast<unsigned char>(0x80 | ((lower >> 6) & 0x3F));
-        } else {
-            *out++ = static_cast<unsigned char>(0xF0 | (lower >> 18));
-            *out++ = static_cast<unsigned char>(0x80 | ((lower >> 12) & 0x3F));
-            *out++ = static_cast<unsigned char>(0x80 | ((lower >> 6) & 0x3F));
-        }
-        *out++ = static_cast<unsigned char>(0x80 | (lower & 0x3F));
+        out = writeUTF8(lower, out);
     }
     key.resize(static_cast<std::size_t>(out - reinterpret_cast<unsigned char*>(key.data())));
 }

@@ -270,22 +270,9 @@ char32_t decodeScalar(std::string_view text, std::size_t& offset) noexcept
 
 void appendUTF8(std::string& text, char32_t scalar)
 {
-    auto push = [&](char32_t value) { text.push_back(static_cast<char>(value)); };
-    if (scalar < 0x80) {
-        push(scalar);
-    } else if (scalar < 0x800) {
-        push(0xC0 | (scalar >> 6));
-        push(0x80 | (scalar & 0x3F));
-    } else if (scalar < 0x10000) {
-        push(0xE0 | (scalar >> 12));
-        push(0x80 | ((scalar >> 6) & 0x3F));
-        push(0x80 | (scalar & 0x3F));
-    } else {
-        push(0xF0 | (scalar >> 18));
-        push(0x80 | ((scalar >> 12) & 0x3F));
-        push(0x80 | ((scalar >> 6) & 0x3F));
-        push(0x80 | (scalar & 0x3F));
-    }
+    unsigned char bytes[4];
+    text.append(reinterpret_cast<const char*>(bytes),
+        static_cast<std::size_t>(writeUTF8(scalar, bytes) - bytes));
 }
 
 void graphemeBoundaries(std::string_view text, std::vector<std::uint32_t>& boundaries)

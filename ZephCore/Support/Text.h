@@ -28,6 +28,27 @@ std::string sanitizedUTF8(std::string_view bytes);
 // Decodes the scalar that starts at `offset` of valid UTF-8 and moves `offset` past it.
 char32_t decodeScalar(std::string_view text, std::size_t& offset) noexcept;
 void appendUTF8(std::string& text, char32_t scalar);
+// Writes the UTF-8 of `scalar` (one to four bytes) at `out` and returns the end of it.
+inline unsigned char* writeUTF8(char32_t scalar, unsigned char* out)
+{
+    auto put = [&](char32_t value) { *out++ = static_cast<unsigned char>(value); };
+    if (scalar < 0x80) {
+        put(scalar);
+    } else if (scalar < 0x800) {
+        put(0xC0 | (scalar >> 6));
+        put(0x80 | (scalar & 0x3F));
+    } else if (scalar < 0x10000) {
+        put(0xE0 | (scalar >> 12));
+        put(0x80 | ((scalar >> 6) & 0x3F));
+        put(0x80 | (scalar & 0x3F));
+    } else {
+        put(0xF0 | (scalar >> 18));
+        put(0x80 | ((scalar >> 12) & 0x3F));
+        put(0x80 | ((scalar >> 6) & 0x3F));
+        put(0x80 | (scalar & 0x3F));
+    }
+    return out;
+}
 
 // Fills `boundaries` with the byte offset at which each extended grapheme cluster of `text`
 // (valid UTF-8) begins, followed by text.size(). Safe on any thread.

@@ -7,6 +7,14 @@ Pattern makePattern(const QueryText& query)
     Pattern pattern { .chars = query.chars, .compact = query.compact };
     for (auto character : query.compact)
         pattern.mask |= characterClassBit(character);
+    pattern.asciiSlots.fill(Pattern::noSlot);
+    for (auto character : query.chars) {
+        if (character >= 0x80 || pattern.asciiSlots[character] != Pattern::noSlot
+            || pattern.asciiCharacters.size() == Pattern::maxAsciiSlots)
+            continue;
+        pattern.asciiSlots[character] = static_cast<std::uint8_t>(pattern.asciiCharacters.size());
+        pattern.asciiCharacters.push_back(static_cast<char>(character));
+    }
     return pattern;
 }
 

@@ -3,6 +3,7 @@
 #include "Search/MatchText.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <cstring>
@@ -31,6 +32,12 @@ struct Pattern {
     std::u32string chars {};
     std::u32string compact {};
     std::uint64_t mask = 0; // The character classes of `compact`.
+    // The query's first distinct ASCII characters, each with its slot in `asciiSlots`, for
+    // targets that keep a bit mask of each one's positions.
+    static constexpr std::uint8_t noSlot = 0xFF;
+    static constexpr std::size_t maxAsciiSlots = 8;
+    std::array<std::uint8_t, 128> asciiSlots {};
+    std::string asciiCharacters {}; // By slot.
 };
 Pattern makePattern(const QueryText& query);
 
@@ -46,6 +53,8 @@ double bestPossibleScore(const Pattern& pattern, std::uint32_t count, Character 
 //   bool isWordStart(std::uint32_t position) const;
 //   std::uint32_t find(Character, std::uint32_t from) const;  // first position >= from, or count()
 //   std::uint32_t wordStartCount() const;
+// and may have
+//   std::uint32_t findWordStart(Character, std::uint32_t from) const;  // find() at word starts
 
 // True when the compacted query is a subsequence of the target. Every stage that succeeds implies
 // it, and the scattered stage succeeds exactly when it holds.
@@ -95,6 +104,22 @@ std::uint32_t findLead(const Pattern& pattern, const Target& target, std::uint32
     }
 }
 
+// The first position from `from` on that holds `character` at a word start, or count().
+template <typename Target>
+std::uint32_t findWordStart(const Target& target, Character character, std::uint32_t from)
+{
+    if constexpr (requires { target.findWordStart(character, from); }) {
+        return target.findWordStart(character, from);
+    } else {
+        // Through the character, because word starts are dearer to find than characters.
+        auto count = target.count();
+        auto position = target.find(character, from);
+        while (position < count && !target.isWordStart(position))
+            position = target.find(character, position + 1);
+        return std::min(position, count);
+    }
+}
+
 inline std::optional<double> accept(
     double score, std::uint32_t start, std::size_t length, std::vector<int>* indices)
 {
@@ -130,15 +155,8 @@ std::optional<ScatterWalk> walkSubsequence(
         if (preferWordStarts && hasPick && from < count && target.at(from) == character) {
             pick = from;
         } else {
-            if (preferWordStarts) {
-                for (auto position = target.find(character, from); position < count;
-                     position = target.find(character, position + 1)) {
-                    if (target.isWordStart(position)) {
-                        pick = position;
-                        break;
-                    }
-                }
-            }
+            if (preferWordStarts)
+                pick = findWordStart(target, character, from);
             if (pick == count) {
                 pick = target.find(character, from);
                 if (pick >= count)
@@ -268,15 +286,12 @@ std::optional<double> score(const Pattern& pattern, const Target& target, double
     if (acronymCeiling < floor)
         return std::nullopt;
     {
-        // Each character of the query at the next word start that holds it: found through the
-        // character, because word starts are dearer to find than characters.
+        // Each character of the query at the next word start that holds it.
         std::size_t matched = 0;
         if (indices)
             indices->clear();
         for (std::uint32_t from = 0; matched < compactCount; ++matched) {
-            auto start = target.find(pattern.compact[matched], from);
-            while (start < count && !target.isWordStart(start))
-                start = target.find(pattern.compact[matched], start + 1);
+            auto start = findWordStart(target, pattern.compact[matched], from);
             if (start >= count)
                 break;
             if (indices)
@@ -405,6 +420,10 @@ public:
         return starts;
     }
 
+protected:
+    const unsigned char* m_bytes;
+    std::uint32_t m_count;
+
 private:
     // What OR-ing into a byte folds it to `folded`: the case bit for letters, nothing otherwise.
     static char caseBit(Character folded)
@@ -432,9 +451,100 @@ private:
         }
         return end;
     }
+};
 
-    const unsigned char* m_bytes;
-    std::uint32_t m_count;
+// Pure-ASCII text of at most 64 characters, with a bit mask of where each of the query's ASCII
+// characters stands, worked out once when the target is made: the stages then find characters and
+// pairs by counting bits instead of scanning the bytes again for each one.
+class ShortAsciiTarget : public AsciiTarget {
+public:
+    static constexpr std::uint32_t maxCount = 64;
+
+    // `readable` bytes from `bytes` on, at least `count`, may be read, so that whole blocks of
+    // sixteen can be loaded.
+    ShortAsciiTarget(
+        const char* bytes, std::uint32_t count, std::size_t readable, const Pattern& pattern)
+        : AsciiTarget(bytes, count)
+        , m_slots(pattern.asciiSlots)
+    {
+        auto& characters = pattern.asciiCharacters;
+#if defined(__SSE2__)
+        for (std::uint32_t offset = 0; offset < count; offset += 16) {
+            __m128i block;
+            if (offset + 16 <= readable) {
+                block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_bytes + offset));
+            } else {
+                alignas(16) unsigned char tail[16] = {};
+                std::memcpy(tail, m_bytes + offset, readable - offset);
+                block = _mm_load_si128(reinterpret_cast<const __m128i*>(tail));
+            }
+            auto lowered = _mm_or_si128(block, _mm_set1_epi8(0x20));
+            for (std::size_t slot = 0; slot < characters.size(); ++slot) {
+                auto character = characters[slot];
+                auto hits = _mm_movemask_epi8(
+                    _mm_cmpeq_epi8(character >= 'a' && character <= 'z' ? lowered : block,
+                        _mm_set1_epi8(character)));
+                m_masks[slot] |= std::uint64_t { static_cast<unsigned>(hits) } << offset;
+            }
+        }
+        if (count < maxCount) {
+            for (std::size_t slot = 0; slot < characters.size(); ++slot)
+                m_masks[slot] &= (std::uint64_t { 1 } << count) - 1;
+        }
+#else
+        (void)readable;
+        (void)characters;
+        for (std::uint32_t position = 0; position < count; ++position) {
+            auto slot = m_slots[Ascii::fold(m_bytes[position])];
+            if (slot != Pattern::noSlot)
+                m_masks[slot] |= std::uint64_t { 1 } << position;
+        }
+#endif
+    }
+    std::uint32_t find(Character character, std::uint32_t from) const
+    {
+        if (from >= m_count || character >= 0x80)
+            return m_count;
+        auto slot = m_slots[character];
+        if (slot == Pattern::noSlot)
+            return AsciiTarget::find(character, from);
+        return firstFrom(m_masks[slot], from);
+    }
+    std::uint32_t findPair(Character first, Character second, std::uint32_t from) const
+    {
+        if (from >= m_count || first >= 0x80 || second >= 0x80)
+            return m_count;
+        auto firstSlot = m_slots[first];
+        auto secondSlot = m_slots[second];
+        if (firstSlot == Pattern::noSlot || secondSlot == Pattern::noSlot)
+            return AsciiTarget::findPair(first, second, from);
+        return firstFrom(m_masks[firstSlot] & (m_masks[secondSlot] >> 1), from);
+    }
+    std::uint32_t findWordStart(Character character, std::uint32_t from) const
+    {
+        if (from >= m_count || character >= 0x80)
+            return m_count;
+        auto slot = m_slots[character];
+        if (slot == Pattern::noSlot)
+            return Detail::findWordStart(static_cast<const AsciiTarget&>(*this), character, from);
+        for (auto bits = m_masks[slot] >> from << from; bits != 0; bits &= bits - 1) {
+            auto position = static_cast<std::uint32_t>(std::countr_zero(bits));
+            if (isWordStart(position))
+                return position;
+        }
+        return m_count;
+    }
+
+private:
+    // The first set bit at `from` (below the count) or later, or the count.
+    std::uint32_t firstFrom(std::uint64_t bits, std::uint32_t from) const
+    {
+        bits >>= from;
+        return bits ? from + static_cast<std::uint32_t>(std::countr_zero(bits)) : m_count;
+    }
+
+    const std::array<std::uint8_t, 128>& m_slots;
+    std::array<std::uint64_t, Pattern::maxAsciiSlots> m_masks {};
 };
 
 // Folded characters in an arena, one byte each when every code is below 256, with a bit array

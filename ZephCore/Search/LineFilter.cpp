@@ -407,13 +407,19 @@ std::uint32_t LineFilter::lineNumber(std::uint32_t item) const
     return item + 1 + static_cast<std::uint32_t>(emptyBefore);
 }
 
-template <typename Visit> auto LineFilter::withTarget(std::uint32_t item, Visit&& visit) const
+template <typename Visit>
+auto LineFilter::withTarget(
+    const FuzzyMatcher::Pattern& pattern, std::uint32_t item, Visit&& visit) const
 {
     auto& line = m_index.lines[item];
     auto storage = static_cast<Storage>(line.storage);
-    if (storage == Storage::ascii) [[likely]]
-        return visit(
-            FuzzyMatcher::AsciiTarget(m_input.text().data() + line.offset, line.characterCount));
+    if (storage == Storage::ascii) [[likely]] {
+        auto text = m_input.text().substr(line.offset);
+        if (line.characterCount <= FuzzyMatcher::ShortAsciiTarget::maxCount)
+            return visit(FuzzyMatcher::ShortAsciiTarget(
+                text.data(), line.characterCount, text.size(), pattern));
+        return visit(FuzzyMatcher::AsciiTarget(text.data(), line.characterCount));
+    }
     if (storage == Storage::latin) {
         // Folded again for each query that gets this far: cheaper than keeping every such line
         // twice.
@@ -434,7 +440,7 @@ std::optional<Match> LineFilter::match(
     const FuzzyMatcher::Pattern& pattern, std::uint32_t item) const
 {
     Match result;
-    auto found = withTarget(item, [&](const auto& target) {
+    auto found = withTarget(pattern, item, [&](const auto& target) {
         return FuzzyMatcher::score(pattern, target, 0, &result.indices);
     });
     if (!found)
@@ -491,7 +497,7 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
             worker.candidates.push_back(item);
             continue;
         }
-        withTarget(item, [&](const auto& target) {
+        withTarget(pattern, item, [&](const auto& target) {
             if (!FuzzyMatcher::contains(pattern, target))
                 return;
             worker.candidates.push_back(item);
@@ -503,12 +509,13 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
 bool LineFilter::fallsShort(
     const FuzzyMatcher::Pattern& pattern, const Line& line, double floor) const
 {
+    // A line with room for the compacted query may be an acronym, and neither its length nor its
+    // first character can rule out more than the bands above.
+    if (floor <= FuzzyMatcher::ceilingOf(FuzzyMatcher::Band::acronymOrSubstring))
+        return floor > 0 && line.characterCount < pattern.compact.size();
     if (FuzzyMatcher::bestPossibleScore(pattern, line.characterCount) < floor)
         return true;
-    // The first character can only rule out bands above an acronym's. Lines matched on their own
-    // bytes tell it cheaply when it is ASCII.
-    if (floor <= FuzzyMatcher::ceilingOf(FuzzyMatcher::Band::acronymOrSubstring))
-        return false;
+    // Lines matched on their own bytes tell the first character cheaply when it is ASCII.
     auto storage = static_cast<Storage>(line.storage);
     if (storage != Storage::ascii && storage != Storage::latin)
         return false;
@@ -542,8 +549,8 @@ void LineFilter::scoreDeferred(Worker& worker, FuzzyMatcher::Band band) const
     for (auto item : worker.deferred) {
         if (worker.floor > FuzzyMatcher::ceilingOf(band))
             break;
-        withTarget(
-            item, [&](const auto& target) { scoreInBands(worker, item, target, band, band); });
+        withTarget(worker.pattern, item,
+            [&](const auto& target) { scoreInBands(worker, item, target, band, band); });
     }
 }
 
@@ -563,7 +570,7 @@ FuzzyMatcher::Band LineFilter::firstLowestBand(const FuzzyMatcher::Pattern& patt
         auto& line = m_index.lines[item];
         if ((line.mask & pattern.mask) != pattern.mask)
             continue;
-        auto score = withTarget(item, [&](const auto& target) {
+        auto score = withTarget(pattern, item, [&](const auto& target) {
             return FuzzyMatcher::score(pattern, target, FuzzyMatcher::floorOf(Band::wordStart));
         });
         if (score)

@@ -127,7 +127,9 @@ private:
     void orderTies(std::vector<Hit>& hits, unsigned threads) const;
     // Sorts ties whose keys are the same up to `depth` and whose words hold the next eight bytes.
     void sortTies(Tie* begin, Tie* end, std::size_t depth, int levelsLeft) const;
-    template <typename Visit> auto withTarget(std::uint32_t item, Visit&& visit) const;
+    // Calls `visit` with the item as the matcher's target, made for `pattern`.
+    template <typename Visit>
+    auto withTarget(const FuzzyMatcher::Pattern& pattern, std::uint32_t item, Visit&& visit) const;
     // True when no stage could score the line at `floor` or above.
     bool fallsShort(const FuzzyMatcher::Pattern& pattern, const Line& line, double floor) const;
     void searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,

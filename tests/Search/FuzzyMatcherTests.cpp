@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -118,6 +119,8 @@ struct Shapes {
         narrow.assign(prepared.chars.begin(), prepared.chars.end());
         // A prepared text counts CR LF as one character; the byte-wise target never sees one.
         isPlainASCII = isASCII(text) && text.find("\r\n") == std::string::npos;
+        // Bytes past the line that a block load reads, which must never count as its own.
+        followed = text + "AaEeSsXx-/ 12";
     }
     std::uint32_t count() const { return static_cast<std::uint32_t>(prepared.chars.size()); }
 
@@ -125,12 +128,14 @@ struct Shapes {
     MatchText prepared;
     std::vector<std::uint64_t> bits {};
     std::vector<std::uint8_t> narrow {};
+    std::string followed {};
     bool fitsInBytes = false;
     bool isPlainASCII = false;
 };
 
-// Calls `check` with each target shape that can hold `shapes`.
-template <typename Check> void forEachShape(const Shapes& shapes, Check&& check)
+// Calls `check` with each target shape that can hold `shapes`, made for `pattern`.
+template <typename Check>
+void forEachShape(const Shapes& shapes, const FuzzyMatcher::Pattern& pattern, Check&& check)
 {
     {
         SCOPED_TRACE("folded, four bytes a character");
@@ -145,6 +150,14 @@ template <typename Check> void forEachShape(const Shapes& shapes, Check&& check)
     if (shapes.isPlainASCII) {
         SCOPED_TRACE("ASCII bytes");
         check(FuzzyMatcher::AsciiTarget(shapes.prepared.original.data(), shapes.count()));
+    }
+    if (shapes.isPlainASCII && shapes.count() <= FuzzyMatcher::ShortAsciiTarget::maxCount) {
+        SCOPED_TRACE("short ASCII bytes, at the end of the input");
+        check(FuzzyMatcher::ShortAsciiTarget(
+            shapes.prepared.original.data(), shapes.count(), shapes.count(), pattern));
+        SCOPED_TRACE("short ASCII bytes, with more input after them");
+        check(FuzzyMatcher::ShortAsciiTarget(
+            shapes.followed.data(), shapes.count(), shapes.followed.size(), pattern));
     }
 }
 
@@ -235,7 +248,7 @@ TEST(FuzzyMatcher, IndexShapesScoreExactlyLikePreparedRecords)
             SCOPED_TRACE(queryText + " / " + text);
             auto pattern = FuzzyMatcher::makePattern(makeQueryText(queryText));
             auto expected = FuzzyMatcher::match(makeQueryText(queryText), shapes.prepared);
-            forEachShape(shapes, [&](const auto& target) {
+            forEachShape(shapes, pattern, [&](const auto& target) {
                 std::vector<int> indices;
                 auto score = FuzzyMatcher::score(pattern, target, 0, &indices);
                 ASSERT_EQ(score.has_value(), expected.has_value());
@@ -290,7 +303,7 @@ TEST(FuzzyMatcher, FloorsAndStartingBandsKeepTheScoreOrLeaveIt)
             }
         };
         check(FuzzyMatcher::MatchTextTarget(shapes.prepared));
-        forEachShape(shapes, check);
+        forEachShape(shapes, pattern, check);
     }
 }
 
@@ -322,9 +335,51 @@ TEST(FuzzyMatcher, ContainsAgreesWithWhetherTheTargetMatches)
             EXPECT_EQ(
                 FuzzyMatcher::contains(pattern, FuzzyMatcher::MatchTextTarget(shapes.prepared)),
                 matches);
-            forEachShape(shapes, [&](const auto& target) {
+            forEachShape(shapes, pattern, [&](const auto& target) {
                 EXPECT_EQ(FuzzyMatcher::contains(pattern, target), matches);
             });
+        }
+    }
+}
+
+// Short ASCII lines find the query's characters through bit masks, and characters past the
+// query's first eight distinct ones through the bytes: random lines of up to 64 characters over a
+// small alphabet, and queries that repeat characters, hold spaces or run past eight, score exactly
+// as they do on the bytes alone.
+TEST(FuzzyMatcher, ShortAsciiTargetsScoreLikeTheirBytes)
+{
+    std::mt19937 random(11);
+    const std::string alphabet = "aAbBcdeEsS -_/.xX1";
+    auto pick = [&](const std::string& from, std::size_t length) {
+        std::string text;
+        for (std::size_t index = 0; index < length; ++index)
+            text += from[random() % from.size()];
+        return text;
+    };
+    for (int round = 0; round < 4000; ++round) {
+        auto text = pick(alphabet, 1 + random() % FuzzyMatcher::ShortAsciiTarget::maxCount);
+        auto query = pick(round % 5 == 0 ? "abcdefghijsx 1" : "abse x", 1 + random() % 10);
+        SCOPED_TRACE(query + " / " + text);
+        auto pattern = FuzzyMatcher::makePattern(makeQueryText(query));
+        FuzzyMatcher::AsciiTarget bytes(text.data(), static_cast<std::uint32_t>(text.size()));
+        auto followed = text + pick(alphabet, 40);
+        FuzzyMatcher::ShortAsciiTarget masks(
+            followed.data(), static_cast<std::uint32_t>(text.size()), followed.size(), pattern);
+        for (std::uint32_t from = 0; from <= text.size(); ++from) {
+            for (auto character : pattern.chars) {
+                ASSERT_EQ(masks.find(character, from), bytes.find(character, from));
+                ASSERT_EQ(masks.findPair(character, pattern.chars[0], from),
+                    bytes.findPair(character, pattern.chars[0], from));
+            }
+        }
+        ASSERT_EQ(FuzzyMatcher::contains(pattern, masks), FuzzyMatcher::contains(pattern, bytes));
+        for (std::size_t band = 0; band < FuzzyMatcher::bandCount; ++band) {
+            std::vector<int> expected;
+            std::vector<int> indices;
+            auto first = static_cast<FuzzyMatcher::Band>(band);
+            ASSERT_EQ(FuzzyMatcher::score(pattern, masks, 0, &indices, first),
+                FuzzyMatcher::score(pattern, bytes, 0, &expected, first));
+            ASSERT_EQ(indices, expected);
         }
     }
 }

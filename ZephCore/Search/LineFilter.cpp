@@ -486,7 +486,9 @@ bool LineFilter::precedesById(std::uint32_t a, std::uint32_t b) const
 void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
     std::uint32_t end, FuzzyMatcher::Band lowest) const
 {
+    using FuzzyMatcher::Band;
     auto& pattern = worker.pattern;
+    auto next = static_cast<Band>(static_cast<int>(lowest) + 1);
     for (auto index = begin; index < end; ++index) {
         auto item = items ? items[index] : index;
         auto& line = m_index.lines[item];
@@ -495,6 +497,15 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
         // An item pruned before its match was decided stays a candidate for the next keystroke.
         if (fallsShort(pattern, line, worker.floor)) {
             worker.candidates.push_back(item);
+            continue;
+        }
+        // Its length and first character may keep a line out of the first look's bands: it
+        // waits for a later look, without a target made for nothing.
+        if (lowest < Band::acronymOrSubstring && worker.floor < FuzzyMatcher::floorOf(lowest)
+            && fallsShort(pattern, line, FuzzyMatcher::floorOf(lowest))) {
+            worker.candidates.push_back(item);
+            if (worker.floor <= FuzzyMatcher::ceilingOf(next))
+                worker.nextDeferred.push_back(item);
             continue;
         }
         withTarget(pattern, item, [&](const auto& target) {

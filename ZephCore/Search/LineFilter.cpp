@@ -483,6 +483,25 @@ bool LineFilter::precedesById(std::uint32_t a, std::uint32_t b) const
     return std::string_view(idA, endA) < std::string_view(idB, endB);
 }
 
+bool LineFilter::fallsShort(
+    const FuzzyMatcher::Pattern& pattern, const Line& line, double floor) const
+{
+    // A line with room for the compacted query may be an acronym, and neither its length nor its
+    // first character can rule out more than the bands above.
+    if (floor <= FuzzyMatcher::ceilingOf(FuzzyMatcher::Band::acronymOrSubstring))
+        return floor > 0 && line.characterCount < pattern.compact.size();
+    if (FuzzyMatcher::bestPossibleScore(pattern, line.characterCount) < floor)
+        return true;
+    // Lines matched on their own bytes tell the first character cheaply when it is ASCII.
+    auto storage = static_cast<Storage>(line.storage);
+    if (storage != Storage::ascii && storage != Storage::latin)
+        return false;
+    auto first = static_cast<unsigned char>(m_input.text()[line.offset]);
+    return first < 0x80
+        && FuzzyMatcher::bestPossibleScore(pattern, line.characterCount, Ascii::fold(first))
+        < floor;
+}
+
 void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
     std::uint32_t end, FuzzyMatcher::Band lowest) const
 {
@@ -515,25 +534,6 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
             scoreInBands(worker, item, target, FuzzyMatcher::Band::exactOrPrefix, lowest);
         });
     }
-}
-
-bool LineFilter::fallsShort(
-    const FuzzyMatcher::Pattern& pattern, const Line& line, double floor) const
-{
-    // A line with room for the compacted query may be an acronym, and neither its length nor its
-    // first character can rule out more than the bands above.
-    if (floor <= FuzzyMatcher::ceilingOf(FuzzyMatcher::Band::acronymOrSubstring))
-        return floor > 0 && line.characterCount < pattern.compact.size();
-    if (FuzzyMatcher::bestPossibleScore(pattern, line.characterCount) < floor)
-        return true;
-    // Lines matched on their own bytes tell the first character cheaply when it is ASCII.
-    auto storage = static_cast<Storage>(line.storage);
-    if (storage != Storage::ascii && storage != Storage::latin)
-        return false;
-    auto first = static_cast<unsigned char>(m_input.text()[line.offset]);
-    return first < 0x80
-        && FuzzyMatcher::bestPossibleScore(pattern, line.characterCount, Ascii::fold(first))
-        < floor;
 }
 
 template <typename Target>

@@ -131,7 +131,8 @@ private:
     template <typename Visit>
     auto withTarget(const FuzzyMatcher::Pattern& pattern, std::uint32_t item, Visit&& visit) const;
     // True when no stage could score the line at `floor` or above.
-    bool fallsShort(const FuzzyMatcher::Pattern& pattern, const Line& line, double floor) const;
+    inline bool fallsShort(
+        const FuzzyMatcher::Pattern& pattern, const Line& line, double floor) const;
     void searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
         std::uint32_t end, FuzzyMatcher::Band lowest) const;
     // Scores the stages of the bands from `from` to `lowest`, and keeps the hit or defers the item

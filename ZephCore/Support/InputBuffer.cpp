@@ -25,6 +25,8 @@ Result<InputBuffer> InputBuffer::read(int descriptor, const std::string& name)
                 buffer.m_mapping = mapping;
                 buffer.m_mappedSize = size;
                 buffer.m_mappingLength = size;
+                // Consumed as a read would have, for whoever shares the descriptor next.
+                lseek(descriptor, 0, SEEK_END);
                 return buffer;
             }
         }

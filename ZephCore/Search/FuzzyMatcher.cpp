@@ -18,30 +18,6 @@ Pattern makePattern(const QueryText& query)
     return pattern;
 }
 
-double bestPossibleScore(const Pattern& pattern, std::uint32_t count)
-{
-    auto queryCount = pattern.chars.size();
-    if (pattern.compact.empty() || count < pattern.compact.size())
-        return 0;
-    if (queryCount == count)
-        return 1.0;
-    if (queryCount < count)
-        return 0.9 + 0.08 * (static_cast<double>(queryCount) / static_cast<double>(count));
-    return Detail::acronymCeiling;
-}
-
-double bestPossibleScore(const Pattern& pattern, std::uint32_t count, Character first)
-{
-    auto best = bestPossibleScore(pattern, count);
-    if (best == 0 || first == pattern.chars[0])
-        return best;
-    auto queryCount = pattern.chars.size();
-    if (queryCount >= count)
-        return Detail::acronymCeiling;
-    double wordStart = 0.8 + 0.08 * (static_cast<double>(queryCount) / static_cast<double>(count));
-    return std::max(wordStart, Detail::acronymCeiling);
-}
-
 std::optional<Match> match(const QueryText& query, const MatchText& target)
 {
     Match result;

@@ -41,12 +41,6 @@ struct Pattern {
 };
 Pattern makePattern(const QueryText& query);
 
-// The best score that any stage could give a target of `count` characters.
-double bestPossibleScore(const Pattern& pattern, std::uint32_t count);
-// The same for a target whose first character is known: unless it is the query's, neither the
-// exact nor the prefix stage can match, and long targets fall below a word start's floor.
-double bestPossibleScore(const Pattern& pattern, std::uint32_t count, Character first);
-
 // A target is anything with these members, so that prepared records and arenas share one matcher:
 //   std::uint32_t count() const;
 //   Character at(std::uint32_t position) const;               // the folded character
@@ -191,6 +185,34 @@ inline double scatterScore(const ScatterWalk& walk, std::size_t picked, std::uin
 inline constexpr double acronymCeiling = 0.78;
 
 } // namespace Detail
+
+// The best score that any stage could give a target of `count` characters. Inline, because
+// indexes bound every line with it before they look at the line.
+inline double bestPossibleScore(const Pattern& pattern, std::uint32_t count)
+{
+    auto queryCount = pattern.chars.size();
+    if (pattern.compact.empty() || count < pattern.compact.size())
+        return 0;
+    if (queryCount == count)
+        return 1.0;
+    if (queryCount < count)
+        return 0.9 + 0.08 * (static_cast<double>(queryCount) / static_cast<double>(count));
+    return Detail::acronymCeiling;
+}
+
+// The same for a target whose first character is known: unless it is the query's, neither the
+// exact nor the prefix stage can match, and long targets fall below a word start's floor.
+inline double bestPossibleScore(const Pattern& pattern, std::uint32_t count, Character first)
+{
+    auto best = bestPossibleScore(pattern, count);
+    if (best == 0 || first == pattern.chars[0])
+        return best;
+    auto queryCount = pattern.chars.size();
+    if (queryCount >= count)
+        return Detail::acronymCeiling;
+    double wordStart = 0.8 + 0.08 * (static_cast<double>(queryCount) / static_cast<double>(count));
+    return std::max(wordStart, Detail::acronymCeiling);
+}
 
 // The stages' score bands, best first. Bands never overlap, so a target that scores nothing with a
 // band's floor as its floor is known to score below that band, and a later look at it may start

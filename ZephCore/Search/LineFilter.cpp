@@ -508,32 +508,49 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
     using FuzzyMatcher::Band;
     auto& pattern = worker.pattern;
     auto next = static_cast<Band>(static_cast<int>(lowest) + 1);
-    for (auto index = begin; index < end; ++index) {
-        auto item = items ? items[index] : index;
-        auto& line = m_index.lines[item];
-        if ((line.mask & pattern.mask) != pattern.mask)
-            continue;
-        // An item pruned before its match was decided stays a candidate for the next keystroke.
-        if (fallsShort(pattern, line, worker.floor)) {
-            worker.candidates.push_back(item);
-            continue;
+    // The class masks are tested a block of lines at a time, without a branch: whether a line
+    // holds the query's letters is a coin toss that a branch would often guess wrong.
+    constexpr std::uint32_t blockSize = 256;
+    std::uint32_t holding[blockSize];
+    for (auto blockBegin = begin; blockBegin < end; blockBegin += blockSize) {
+        auto blockEnd = std::min(end, blockBegin + blockSize);
+        std::uint32_t holdingCount = 0;
+        for (auto index = blockBegin; index < blockEnd; ++index) {
+            auto item = items ? items[index] : index;
+            holding[holdingCount] = item;
+            holdingCount += (m_index.lines[item].mask & pattern.mask) == pattern.mask;
         }
-        // Its length and first character may keep a line out of the first look's bands: it
-        // waits for a later look, without a target made for nothing.
-        if (lowest < Band::acronymOrSubstring && worker.floor < FuzzyMatcher::floorOf(lowest)
-            && fallsShort(pattern, line, FuzzyMatcher::floorOf(lowest))) {
-            worker.candidates.push_back(item);
-            if (worker.floor <= FuzzyMatcher::ceilingOf(next))
-                worker.nextDeferred.push_back(item);
-            continue;
-        }
-        withTarget(pattern, item, [&](const auto& target) {
-            if (!FuzzyMatcher::contains(pattern, target))
-                return;
-            worker.candidates.push_back(item);
-            scoreInBands(worker, item, target, FuzzyMatcher::Band::exactOrPrefix, lowest);
-        });
+        for (std::uint32_t held = 0; held < holdingCount; ++held)
+            searchLine(worker, holding[held], lowest, next);
     }
+}
+
+void LineFilter::searchLine(
+    Worker& worker, std::uint32_t item, FuzzyMatcher::Band lowest, FuzzyMatcher::Band next) const
+{
+    using FuzzyMatcher::Band;
+    auto& pattern = worker.pattern;
+    auto& line = m_index.lines[item];
+    // An item pruned before its match was decided stays a candidate for the next keystroke.
+    if (fallsShort(pattern, line, worker.floor)) {
+        worker.candidates.push_back(item);
+        return;
+    }
+    // Its length and first character may keep a line out of the first look's bands: it
+    // waits for a later look, without a target made for nothing.
+    if (lowest < Band::acronymOrSubstring && worker.floor < FuzzyMatcher::floorOf(lowest)
+        && fallsShort(pattern, line, FuzzyMatcher::floorOf(lowest))) {
+        worker.candidates.push_back(item);
+        if (worker.floor <= FuzzyMatcher::ceilingOf(next))
+            worker.nextDeferred.push_back(item);
+        return;
+    }
+    withTarget(pattern, item, [&](const auto& target) {
+        if (!FuzzyMatcher::contains(pattern, target))
+            return;
+        worker.candidates.push_back(item);
+        scoreInBands(worker, item, target, FuzzyMatcher::Band::exactOrPrefix, lowest);
+    });
 }
 
 template <typename Target>

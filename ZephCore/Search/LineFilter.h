@@ -135,6 +135,10 @@ private:
         const FuzzyMatcher::Pattern& pattern, const Line& line, double floor) const;
     void searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
         std::uint32_t end, FuzzyMatcher::Band lowest) const;
+    // One line whose class mask holds the query's: a first look down to `lowest`, or a wait
+    // for the look at `next`.
+    void searchLine(Worker& worker, std::uint32_t item, FuzzyMatcher::Band lowest,
+        FuzzyMatcher::Band next) const;
     // Scores the stages of the bands from `from` to `lowest`, and keeps the hit or defers the item
     // to a look at the next band.
     template <typename Target>

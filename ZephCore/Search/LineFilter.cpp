@@ -143,9 +143,41 @@ template <typename Worker, typename Work> void inParallel(std::vector<Worker>& w
 
 } // namespace
 
+// The best scores that lines of up to a few hundred characters could reach, worked out once a
+// search: every line that holds the query's letters is bounded before it is looked at.
+struct LineFilter::Bounds {
+    static constexpr std::uint32_t countLimit = 256;
+
+    explicit Bounds(const FuzzyMatcher::Pattern& searched)
+        : pattern(searched)
+    {
+        auto otherFirst = pattern.chars[0] + 1;
+        for (std::uint32_t count = 0; count < countLimit; ++count) {
+            anyFirst[count] = FuzzyMatcher::bestPossibleScore(pattern, count);
+            anotherFirst[count] = FuzzyMatcher::bestPossibleScore(pattern, count, otherFirst);
+        }
+    }
+    double best(std::uint32_t count) const
+    {
+        return count < countLimit ? anyFirst[count]
+                                  : FuzzyMatcher::bestPossibleScore(pattern, count);
+    }
+    double best(std::uint32_t count, Character first) const
+    {
+        if (count >= countLimit)
+            return FuzzyMatcher::bestPossibleScore(pattern, count, first);
+        return first == pattern.chars[0] ? anyFirst[count] : anotherFirst[count];
+    }
+
+    const FuzzyMatcher::Pattern& pattern;
+    double anyFirst[countLimit];
+    double anotherFirst[countLimit];
+};
+
 // Workers write to their members all the time: each takes cache lines of its own.
 struct alignas(64) LineFilter::Worker {
     const FuzzyMatcher::Pattern& pattern;
+    const Bounds& bounds;
     const Options& options;
     std::vector<Hit> hits {};
     std::vector<std::uint32_t> candidates {};
@@ -483,23 +515,21 @@ bool LineFilter::precedesById(std::uint32_t a, std::uint32_t b) const
     return std::string_view(idA, endA) < std::string_view(idB, endB);
 }
 
-bool LineFilter::fallsShort(
-    const FuzzyMatcher::Pattern& pattern, const Line& line, double floor) const
+bool LineFilter::fallsShort(const Worker& worker, const Line& line, double floor) const
 {
+    auto& pattern = worker.pattern;
     // A line with room for the compacted query may be an acronym, and neither its length nor its
     // first character can rule out more than the bands above.
     if (floor <= FuzzyMatcher::ceilingOf(FuzzyMatcher::Band::acronymOrSubstring))
         return floor > 0 && line.characterCount < pattern.compact.size();
-    if (FuzzyMatcher::bestPossibleScore(pattern, line.characterCount) < floor)
+    if (worker.bounds.best(line.characterCount) < floor)
         return true;
     // Lines matched on their own bytes tell the first character cheaply when it is ASCII.
     auto storage = static_cast<Storage>(line.storage);
     if (storage != Storage::ascii && storage != Storage::latin)
         return false;
     auto first = static_cast<unsigned char>(m_input.text()[line.offset]);
-    return first < 0x80
-        && FuzzyMatcher::bestPossibleScore(pattern, line.characterCount, Ascii::fold(first))
-        < floor;
+    return first < 0x80 && worker.bounds.best(line.characterCount, Ascii::fold(first)) < floor;
 }
 
 void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
@@ -532,14 +562,14 @@ void LineFilter::searchLine(
     auto& pattern = worker.pattern;
     auto& line = m_index.lines[item];
     // An item pruned before its match was decided stays a candidate for the next keystroke.
-    if (fallsShort(pattern, line, worker.floor)) {
+    if (fallsShort(worker, line, worker.floor)) {
         worker.candidates.push_back(item);
         return;
     }
     // Its length and first character may keep a line out of the first look's bands: it
     // waits for a later look, without a target made for nothing.
     if (lowest < Band::acronymOrSubstring && worker.floor < FuzzyMatcher::floorOf(lowest)
-        && fallsShort(pattern, line, FuzzyMatcher::floorOf(lowest))) {
+        && fallsShort(worker, line, FuzzyMatcher::floorOf(lowest))) {
         worker.candidates.push_back(item);
         if (worker.floor <= FuzzyMatcher::ceilingOf(next))
             worker.nextDeferred.push_back(item);
@@ -645,10 +675,14 @@ std::vector<LineFilter::Hit> LineFilter::search(const QueryText& query, const Op
 
     auto threads = static_cast<unsigned>(std::min<std::size_t>(
         threadCount(options.threads), std::max<std::size_t>(1, itemCount / itemsPerThread)));
+    Bounds bounds(pattern);
     std::vector<Worker> workers;
-    for (unsigned index = 0; index < threads; ++index)
-        workers.push_back(
-            Worker { .pattern = pattern, .options = options, .floor = options.minimumScore });
+    for (unsigned index = 0; index < threads; ++index) {
+        workers.push_back(Worker { .pattern = pattern,
+            .bounds = bounds,
+            .options = options,
+            .floor = options.minimumScore });
+    }
     // With room for only some of the matches, a first look takes the best band alone, and each
     // later look the next band of what is left, until the answer is full above what remains: most
     // matches are then decided by the cheap stages. Without such room every match is scored, and

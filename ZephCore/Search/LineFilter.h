@@ -111,6 +111,7 @@ private:
         void addFoldedLine(std::string_view text, Line line, WideLine wide);
         void append(Segment&& other);
     };
+    struct Bounds;
     struct Worker;
 
     // What orders hits of equal scores and counts.
@@ -131,8 +132,7 @@ private:
     template <typename Visit>
     auto withTarget(const FuzzyMatcher::Pattern& pattern, std::uint32_t item, Visit&& visit) const;
     // True when no stage could score the line at `floor` or above.
-    inline bool fallsShort(
-        const FuzzyMatcher::Pattern& pattern, const Line& line, double floor) const;
+    inline bool fallsShort(const Worker& worker, const Line& line, double floor) const;
     void searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
         std::uint32_t end, FuzzyMatcher::Band lowest) const;
     // One line whose class mask holds the query's: a first look down to `lowest`, or a wait

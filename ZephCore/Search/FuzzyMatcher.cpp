@@ -7,7 +7,6 @@ Pattern makePattern(const QueryText& query)
     Pattern pattern { .chars = query.chars, .compact = query.compact };
     for (auto character : query.compact)
         pattern.mask |= characterClassBit(character);
-    pattern.asciiSlots.fill(Pattern::noSlot);
     for (auto character : query.chars) {
         if (character >= 0x80 || pattern.asciiSlots[character] != Pattern::noSlot
             || pattern.asciiCharacters.size() == Pattern::maxAsciiSlots)

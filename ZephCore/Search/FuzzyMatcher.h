@@ -32,11 +32,15 @@ struct Pattern {
     std::u32string chars {};
     std::u32string compact {};
     std::uint64_t mask = 0; // The character classes of `compact`.
-    // The query's first distinct ASCII characters, each with its slot in `asciiSlots`, for
-    // targets that keep a bit mask of each one's positions.
+    // The first eight distinct ASCII characters of `chars`, spaces included, each with its slot
+    // in `asciiSlots`, for targets that keep a bit mask of each one's positions.
     static constexpr std::uint8_t noSlot = 0xFF;
     static constexpr std::size_t maxAsciiSlots = 8;
-    std::array<std::uint8_t, 128> asciiSlots {};
+    std::array<std::uint8_t, 128> asciiSlots = [] {
+        std::array<std::uint8_t, 128> slots {};
+        slots.fill(noSlot);
+        return slots;
+    }();
     std::string asciiCharacters {}; // By slot.
 };
 Pattern makePattern(const QueryText& query);
@@ -187,7 +191,7 @@ inline constexpr double acronymCeiling = 0.78;
 } // namespace Detail
 
 // The best score that any stage could give a target of `count` characters. Inline, because
-// indexes bound every line with it before they look at the line.
+// indexes bound lines with it, some of them every line.
 inline double bestPossibleScore(const Pattern& pattern, std::uint32_t count)
 {
     auto queryCount = pattern.chars.size();
@@ -517,12 +521,15 @@ public:
         (void)readable;
         (void)characters;
         for (std::uint32_t position = 0; position < count; ++position) {
-            auto slot = m_slots[Ascii::fold(m_bytes[position])];
+            auto byte = m_bytes[position];
+            auto slot = byte < 0x80 ? m_slots[Ascii::fold(byte)] : Pattern::noSlot;
             if (slot != Pattern::noSlot)
                 m_masks[slot] |= std::uint64_t { 1 } << position;
         }
 #endif
     }
+    // The target keeps the pattern's slots: a pattern made for the call would not outlive it.
+    ShortAsciiTarget(const char*, std::uint32_t, std::size_t, Pattern&&) = delete;
     std::uint32_t find(Character character, std::uint32_t from) const
     {
         if (from >= m_count || character >= 0x80)

@@ -518,8 +518,8 @@ bool LineFilter::precedesById(std::uint32_t a, std::uint32_t b) const
 bool LineFilter::fallsShort(const Worker& worker, const Line& line, double floor) const
 {
     auto& pattern = worker.pattern;
-    // A line with room for the compacted query may be an acronym, and neither its length nor its
-    // first character can rule out more than the bands above.
+    // Below an acronym's best, only a line too short for the compacted query falls short: any
+    // other may be an acronym, whatever its length and first character.
     if (floor <= FuzzyMatcher::ceilingOf(FuzzyMatcher::Band::acronymOrSubstring))
         return floor > 0 && line.characterCount < pattern.compact.size();
     if (worker.bounds.best(line.characterCount) < floor)

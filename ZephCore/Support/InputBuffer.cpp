@@ -25,8 +25,9 @@ Result<InputBuffer> InputBuffer::read(int descriptor, const std::string& name)
                 buffer.m_mapping = mapping;
                 buffer.m_mappedSize = size;
                 buffer.m_mappingLength = size;
-                // Consumed as a read would have, for whoever shares the descriptor next.
-                lseek(descriptor, 0, SEEK_END);
+                // Consumed as a read would have, for whoever shares the descriptor next; a
+                // failure leaves only the offset where it was.
+                lseek(descriptor, static_cast<off_t>(size), SEEK_SET);
                 return buffer;
             }
         }

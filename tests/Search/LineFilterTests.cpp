@@ -242,6 +242,18 @@ TEST(LineFilter, AnAnswerWithRoomForSomeIsTheWholeAnswersBeginning)
             EXPECT_EQ(filtered(filter, query, limit), expected);
         }
     }
+    // A first look may put a line aside before matching it; the next keystroke still narrows
+    // from it.
+    const std::pair<const char*, const char*> typed[]
+        = { { "e", "es" }, { "s", "sa" }, { "sa", "sam" }, { "t", "te" }, { "q", "qz" } };
+    for (auto [first, next] : typed) {
+        SCOPED_TRACE(std::string(first) + " then " + next);
+        filter.forgetPreviousQuery();
+        auto fresh = filtered(filter, next, {});
+        filter.forgetPreviousQuery();
+        filtered(filter, first, 1);
+        EXPECT_EQ(filtered(filter, next, {}), fresh);
+    }
 }
 
 TEST(LineFilter, LongRunsOfTiesAreInOrderOfTitleThenId)

@@ -535,9 +535,7 @@ bool LineFilter::fallsShort(const Worker& worker, const Line& line, double floor
 void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
     std::uint32_t end, FuzzyMatcher::Band lowest) const
 {
-    using FuzzyMatcher::Band;
     auto& pattern = worker.pattern;
-    auto next = static_cast<Band>(static_cast<int>(lowest) + 1);
     // The class masks are tested a block of lines at a time, without a branch: whether a line
     // holds the query's letters is a coin toss that a branch would often guess wrong.
     constexpr std::uint32_t blockSize = 256;
@@ -551,12 +549,11 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
             holdingCount += (m_index.lines[item].mask & pattern.mask) == pattern.mask;
         }
         for (std::uint32_t held = 0; held < holdingCount; ++held)
-            searchLine(worker, holding[held], lowest, next);
+            searchLine(worker, holding[held], lowest);
     }
 }
 
-void LineFilter::searchLine(
-    Worker& worker, std::uint32_t item, FuzzyMatcher::Band lowest, FuzzyMatcher::Band next) const
+void LineFilter::searchLine(Worker& worker, std::uint32_t item, FuzzyMatcher::Band lowest) const
 {
     using FuzzyMatcher::Band;
     auto& pattern = worker.pattern;
@@ -571,8 +568,7 @@ void LineFilter::searchLine(
     if (lowest < Band::acronymOrSubstring && worker.floor < FuzzyMatcher::floorOf(lowest)
         && fallsShort(worker, line, FuzzyMatcher::floorOf(lowest))) {
         worker.candidates.push_back(item);
-        if (worker.floor <= FuzzyMatcher::ceilingOf(next))
-            worker.nextDeferred.push_back(item);
+        deferPast(worker, item, lowest);
         return;
     }
     withTarget(pattern, item, [&](const auto& target) {
@@ -593,9 +589,15 @@ void LineFilter::scoreInBands(Worker& worker, std::uint32_t item, const Target& 
         keep(worker, Hit { *score, item, target.count() });
         return;
     }
-    if (lowest == Band::scattered)
+    deferPast(worker, item, lowest);
+}
+
+void LineFilter::deferPast(Worker& worker, std::uint32_t item, FuzzyMatcher::Band band) const
+{
+    using FuzzyMatcher::Band;
+    if (band == Band::scattered)
         return;
-    auto next = static_cast<Band>(static_cast<int>(lowest) + 1);
+    auto next = static_cast<Band>(static_cast<int>(band) + 1);
     if (worker.floor <= FuzzyMatcher::ceilingOf(next))
         worker.nextDeferred.push_back(item);
 }

@@ -136,9 +136,11 @@ private:
     void searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
         std::uint32_t end, FuzzyMatcher::Band lowest) const;
     // One line whose class mask holds the query's: a first look down to `lowest`, or a wait
-    // for the look at `next`.
-    void searchLine(Worker& worker, std::uint32_t item, FuzzyMatcher::Band lowest,
-        FuzzyMatcher::Band next) const;
+    // for the look at the band after it.
+    void searchLine(Worker& worker, std::uint32_t item, FuzzyMatcher::Band lowest) const;
+    // Puts the item aside for the look at the band after `band`, while the answer's floor leaves
+    // room for it there.
+    void deferPast(Worker& worker, std::uint32_t item, FuzzyMatcher::Band band) const;
     // Scores the stages of the bands from `from` to `lowest`, and keeps the hit or defers the item
     // to a look at the next band.
     template <typename Target>

@@ -235,15 +235,12 @@ LineFilter::LineFilter(InputBuffer input, unsigned threads)
 
 namespace {
 
-// The class bits of the first `count` bytes of eight ASCII bytes, without a branch on the count.
+// The class bits of the first `count` (below eight) bytes of eight ASCII bytes. The bytes past
+// them read as NUL, whose class bit a line may then hold wrongly: that rules out fewer lines and
+// changes no answer.
 std::uint64_t asciiClassBitsOfFirst(std::uint64_t word, unsigned count)
 {
-    std::uint64_t bits = 0;
-    for (unsigned index = 0; index < 8; ++index) {
-        auto keep = std::uint64_t { 0 } - static_cast<std::uint64_t>(index < count);
-        bits |= asciiClassBits[(word >> (8 * index)) & 0x7F] & keep;
-    }
-    return bits;
+    return asciiClassBitsOfWord(word & ((std::uint64_t { 1 } << (8 * count)) - 1));
 }
 
 // A high bit in each byte of `word` that is a line feed or not ASCII; the lowest is exact, those

@@ -40,6 +40,24 @@ void prepareAsciiLines(benchmark::State& state)
 }
 BENCHMARK(prepareAsciiLines)->Unit(benchmark::kMillisecond);
 
+// Loading a whole corpus, mixed lines and all, as a run of `zeph filter` does before its search.
+void loadLines(benchmark::State& state, const char* corpus)
+{
+    auto input = zeph::InputBuffer::readFile(corpusPath(corpus));
+    if (!input) {
+        state.SkipWithError("The corpus is missing: run scripts/bench once.");
+        return;
+    }
+    std::string text(input->text());
+    for (auto _ : state) {
+        zeph::LineFilter filter { zeph::InputBuffer(text), 1 };
+        benchmark::DoNotOptimize(filter.size());
+    }
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
+}
+BENCHMARK_CAPTURE(loadLines, titles, "titles-10k.txt")->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(loadLines, paths, "paths-100k.txt")->Unit(benchmark::kMillisecond);
+
 void matchOneTarget(benchmark::State& state)
 {
     static const char* cases[][2] = { { "sa", "Safari" }, { "code", "Visual Studio Code" },

@@ -1,6 +1,6 @@
 #include "Search/MatchText.h"
 
-#include "Support/LazyTable.h"
+#include "Support/ScalarTable.h"
 
 #include <bit>
 #include <cstring>
@@ -9,26 +9,14 @@ namespace zeph {
 
 namespace {
 
-Character computeFold(std::string_view cluster)
-{
-    auto folded = foldedText(cluster);
-    if (folded.empty())
-        return characterCode(cluster);
-    thread_local std::vector<std::uint32_t> boundaries;
-    graphemeBoundaries(folded, boundaries);
-    return characterCode(std::string_view(folded).substr(0, boundaries[1]));
-}
-
-// Folding goes through ICU, which costs microseconds; a scalar of the Basic or the Supplementary
-// Multilingual Plane (emoji) folds once.
-LazyTable<Character, 0x20000> foldCache;
-
 // A cluster of one scalar beyond ASCII.
 Character foldScalar(char32_t scalar, std::string_view cluster)
 {
-    if (scalar < foldCache.size())
-        return foldCache.get(scalar, [&] { return computeFold(cluster); });
-    return computeFold(cluster);
+    if (scalar < ScalarTable::size) {
+        if (auto folded = ScalarTable::fold(scalar))
+            return folded;
+    }
+    return computeFoldedCharacter(cluster);
 }
 
 bool isSingleScalar(std::string_view cluster, char32_t& scalar)
@@ -57,7 +45,7 @@ Character foldCharacter(std::string_view cluster)
     char32_t scalar = 0;
     if (isSingleScalar(cluster, scalar))
         return foldScalar(scalar, cluster);
-    return computeFold(cluster);
+    return computeFoldedCharacter(cluster);
 }
 
 namespace {

@@ -1,6 +1,7 @@
 #include "Support/Text.h"
 
 #include "Support/LazyTable.h"
+#include "Support/ScalarTable.h"
 #include "Support/Verify.h"
 
 #include <algorithm>
@@ -59,53 +60,25 @@ std::size_t wellFormedLength(
     return length;
 }
 
-// Flags cached per BMP scalar, because ICU property look-ups cost more than the whole ASCII path.
+// A scalar's properties in one byte, as ScalarTable keeps them: ICU property look-ups cost more
+// than the whole ASCII path.
 enum ScalarFlag : std::uint8_t {
-    isKnown = 1,
-    uppercase = 2,
-    lowercase = 4,
-    number = 8,
+    uppercase = 1,
+    lowercase = 2,
+    number = 4,
     // Grapheme break property Other, Control, CR, LF or a whole Hangul syllable (LV, LVT): between
     // two such scalars there is always a boundary, except inside CR LF.
-    simpleBoundary = 16,
-    alphabetic = 32,
+    simpleBoundary = 8,
+    alphabetic = 16,
     // Extend or SpacingMark: joins whatever comes before it but a line break or a control.
-    joinsPrevious = 64,
+    joinsPrevious = 32,
     // Control, CR or LF.
-    control = 128,
+    control = 64,
 };
-
-std::uint8_t computeScalarFlags(char32_t scalar)
-{
-    auto codePoint = static_cast<UChar32>(scalar);
-    std::uint8_t flags = isKnown;
-    if (u_hasBinaryProperty(codePoint, UCHAR_UPPERCASE))
-        flags |= uppercase;
-    if (u_hasBinaryProperty(codePoint, UCHAR_LOWERCASE))
-        flags |= lowercase;
-    if (u_getIntPropertyValue(codePoint, UCHAR_NUMERIC_TYPE) != U_NT_NONE)
-        flags |= number;
-    if (u_hasBinaryProperty(codePoint, UCHAR_ALPHABETIC))
-        flags |= alphabetic;
-    auto breakKind = u_getIntPropertyValue(codePoint, UCHAR_GRAPHEME_CLUSTER_BREAK);
-    if (breakKind == U_GCB_CONTROL || breakKind == U_GCB_CR || breakKind == U_GCB_LF)
-        flags |= simpleBoundary | control;
-    // A syllable joins only the Hangul letters (L, V, T) around it, which take the full rules.
-    if (breakKind == U_GCB_OTHER || breakKind == U_GCB_LV || breakKind == U_GCB_LVT)
-        flags |= simpleBoundary;
-    if (breakKind == U_GCB_EXTEND || breakKind == U_GCB_SPACING_MARK)
-        flags |= joinsPrevious;
-    return flags;
-}
-
-// The Basic and the Supplementary Multilingual Plane, emoji included.
-LazyTable<std::uint8_t, 0x20000> scalarFlagCache;
 
 std::uint8_t scalarFlags(char32_t scalar)
 {
-    if (scalar >= scalarFlagCache.size())
-        return computeScalarFlags(scalar);
-    return scalarFlagCache.get(scalar, [&] { return computeScalarFlags(scalar); });
+    return scalar < ScalarTable::size ? ScalarTable::flags(scalar) : computeScalarFlags(scalar);
 }
 
 icu::UnicodeString toUnicode(std::string_view text)
@@ -175,6 +148,29 @@ InternTable& internTable()
 }
 
 } // namespace
+
+std::uint8_t computeScalarFlags(char32_t scalar)
+{
+    auto codePoint = static_cast<UChar32>(scalar);
+    std::uint8_t flags = 0;
+    if (u_hasBinaryProperty(codePoint, UCHAR_UPPERCASE))
+        flags |= uppercase;
+    if (u_hasBinaryProperty(codePoint, UCHAR_LOWERCASE))
+        flags |= lowercase;
+    if (u_getIntPropertyValue(codePoint, UCHAR_NUMERIC_TYPE) != U_NT_NONE)
+        flags |= number;
+    if (u_hasBinaryProperty(codePoint, UCHAR_ALPHABETIC))
+        flags |= alphabetic;
+    auto breakKind = u_getIntPropertyValue(codePoint, UCHAR_GRAPHEME_CLUSTER_BREAK);
+    if (breakKind == U_GCB_CONTROL || breakKind == U_GCB_CR || breakKind == U_GCB_LF)
+        flags |= simpleBoundary | control;
+    // A syllable joins only the Hangul letters (L, V, T) around it, which take the full rules.
+    if (breakKind == U_GCB_OTHER || breakKind == U_GCB_LV || breakKind == U_GCB_LVT)
+        flags |= simpleBoundary;
+    if (breakKind == U_GCB_EXTEND || breakKind == U_GCB_SPACING_MARK)
+        flags |= joinsPrevious;
+    return flags;
+}
 
 bool isASCII(std::string_view text) noexcept
 {
@@ -735,6 +731,16 @@ Character characterCode(std::string_view cluster)
         table.texts.push_back(canonical);
     }
     return entry->second;
+}
+
+Character computeFoldedCharacter(std::string_view cluster)
+{
+    auto folded = foldedText(cluster);
+    if (folded.empty())
+        return characterCode(cluster);
+    thread_local std::vector<std::uint32_t> boundaries;
+    graphemeBoundaries(folded, boundaries);
+    return characterCode(std::string_view(folded).substr(0, boundaries[1]));
 }
 
 std::string characterText(Character character)

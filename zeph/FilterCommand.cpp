@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <string>
 
 namespace zeph::CommandLine {
 
@@ -41,10 +42,20 @@ void printResults(const LineFilter& filter, const QueryText& query, const std::v
         }
         return;
     }
-    filter.forEachTitle(hits, [](std::string_view title) {
-        std::fwrite(title.data(), 1, title.size(), stdout);
-        std::fputc('\n', stdout);
+    // Gathered into large writes: a locked stdio call or two a line cost more than the search for
+    // a query that matches most lines.
+    std::string lines;
+    auto flush = [&] {
+        std::fwrite(lines.data(), 1, lines.size(), stdout);
+        lines.clear();
+    };
+    filter.forEachTitle(hits, [&](std::string_view title) {
+        lines += title;
+        lines += '\n';
+        if (lines.size() >= sizeof buffer)
+            flush();
     });
+    flush();
 }
 
 std::vector<std::string> keystrokes(const FilterOptions& options)

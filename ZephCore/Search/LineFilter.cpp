@@ -236,8 +236,8 @@ LineFilter::LineFilter(InputBuffer input, unsigned threads)
 namespace {
 
 // The class bits of the first `count` (below eight) bytes of eight ASCII bytes. The bytes past
-// them read as NUL, whose class bit a line may then hold wrongly: that rules out fewer lines and
-// changes no answer.
+// them read as NUL, so nearly every line holds NUL's class bit, which only ESC shares: a query
+// with either rules out fewer lines, and no answer changes.
 std::uint64_t asciiClassBitsOfFirst(std::uint64_t word, unsigned count)
 {
     return asciiClassBitsOfWord(word & ((std::uint64_t { 1 } << (8 * count)) - 1));

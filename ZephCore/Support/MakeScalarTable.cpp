@@ -2,12 +2,12 @@
 // look-ups in the table it is making go straight to ICU here.
 #include "Support/ScalarTable.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
 
-#include <climits>
 #include <unicode/uvernum.h>
 
 namespace zeph::ScalarTable {

@@ -23,7 +23,8 @@ inline constexpr char32_t size = 0x20000;
 // computeScalarFlags(scalar), for a scalar below `size`.
 std::uint8_t flags(char32_t scalar);
 // computeFoldedCharacter of the scalar alone, for a scalar below `size`; 0 where that is an
-// interned code, which only a run can give out.
+// interned code, which only a run can give out, for the surrogates, and for NUL, whose fold is 0:
+// the caller works those out itself.
 Character fold(char32_t scalar);
 
 } // namespace ScalarTable

@@ -493,33 +493,40 @@ public:
         : AsciiTarget(bytes, count)
         , m_slots(pattern.asciiSlots)
     {
-        auto& characters = pattern.asciiCharacters;
+        auto* characters = pattern.asciiCharacters.data();
+        auto slotCount = pattern.asciiCharacters.size();
 #if defined(__SSE2__)
-        for (std::uint32_t offset = 0; offset < count; offset += 16) {
-            __m128i block;
+        // The blocks are loaded once; each character's positions then gather in a register.
+        __m128i blocks[maxCount / 16];
+        auto blockCount = (count + 15) / 16;
+        for (std::uint32_t block = 0; block < blockCount; ++block) {
+            auto offset = 16 * block;
             if (offset + 16 <= readable) {
-                block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_bytes + offset));
+                blocks[block] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_bytes + offset));
             } else {
                 alignas(16) unsigned char tail[16] = {};
                 std::memcpy(tail, m_bytes + offset, readable - offset);
-                block = _mm_load_si128(reinterpret_cast<const __m128i*>(tail));
-            }
-            auto lowered = _mm_or_si128(block, _mm_set1_epi8(0x20));
-            for (std::size_t slot = 0; slot < characters.size(); ++slot) {
-                auto character = characters[slot];
-                auto hits = _mm_movemask_epi8(
-                    _mm_cmpeq_epi8(character >= 'a' && character <= 'z' ? lowered : block,
-                        _mm_set1_epi8(character)));
-                m_masks[slot] |= std::uint64_t { static_cast<unsigned>(hits) } << offset;
+                blocks[block] = _mm_load_si128(reinterpret_cast<const __m128i*>(tail));
             }
         }
-        if (count < maxCount) {
-            for (std::size_t slot = 0; slot < characters.size(); ++slot)
-                m_masks[slot] &= (std::uint64_t { 1 } << count) - 1;
+        auto inTarget
+            = count < maxCount ? (std::uint64_t { 1 } << count) - 1 : ~std::uint64_t { 0 };
+        for (std::size_t slot = 0; slot < slotCount; ++slot) {
+            auto character = characters[slot];
+            auto needle = _mm_set1_epi8(character);
+            auto caseBit = _mm_set1_epi8(character >= 'a' && character <= 'z' ? 0x20 : 0);
+            std::uint64_t bits = 0;
+            for (std::uint32_t block = 0; block < blockCount; ++block) {
+                auto hits = _mm_movemask_epi8(
+                    _mm_cmpeq_epi8(_mm_or_si128(blocks[block], caseBit), needle));
+                bits |= std::uint64_t { static_cast<unsigned>(hits) } << (16 * block);
+            }
+            m_masks[slot] = bits & inTarget;
         }
 #else
         (void)readable;
         (void)characters;
+        (void)slotCount;
         for (std::uint32_t position = 0; position < count; ++position) {
             auto byte = m_bytes[position];
             auto slot = byte < 0x80 ? m_slots[Ascii::fold(byte)] : Pattern::noSlot;

@@ -621,7 +621,8 @@ void LineFilter::scoreDeferred(Worker& worker, FuzzyMatcher::Band band) const
 }
 
 // The band that a first look stops at: the best one whose matches, estimated from a sample spread
-// over the items, fill the answer. A wrong guess costs time, never results.
+// over the items, fill the answer. When no band but the last does, the first look takes them all,
+// so that no line is looked at twice. A wrong guess costs time, never results.
 FuzzyMatcher::Band LineFilter::firstLowestBand(const FuzzyMatcher::Pattern& pattern,
     const std::uint32_t* items, std::uint32_t itemCount, std::size_t limit) const
 {
@@ -629,7 +630,8 @@ FuzzyMatcher::Band LineFilter::firstLowestBand(const FuzzyMatcher::Pattern& patt
     constexpr std::uint32_t sampleSize = 512;
     if (itemCount < 8 * sampleSize)
         return Band::acronymOrSubstring;
-    std::size_t inBands[2] = {};
+    // The sample leaves the scattered stage, the dearest, alone.
+    std::size_t inBands[FuzzyMatcher::bandCount - 1] = {};
     for (std::uint32_t sample = 0; sample < sampleSize; ++sample) {
         auto index = static_cast<std::uint32_t>(std::uint64_t { sample } * itemCount / sampleSize);
         auto item = items ? items[index] : index;
@@ -637,17 +639,24 @@ FuzzyMatcher::Band LineFilter::firstLowestBand(const FuzzyMatcher::Pattern& patt
         if ((line.mask & pattern.mask) != pattern.mask)
             continue;
         auto score = withTarget(pattern, item, [&](const auto& target) {
-            return FuzzyMatcher::score(pattern, target, FuzzyMatcher::floorOf(Band::wordStart));
+            return FuzzyMatcher::score(
+                pattern, target, FuzzyMatcher::floorOf(Band::acronymOrSubstring));
         });
-        if (score)
-            ++inBands[*score >= FuzzyMatcher::floorOf(Band::exactOrPrefix) ? 0 : 1];
+        if (!score)
+            continue;
+        // Bands never overlap: a score lies in the first band whose floor it reaches.
+        std::size_t band = 0;
+        while (*score < FuzzyMatcher::bandFloors[band])
+            ++band;
+        ++inBands[band];
     }
-    auto enough = [&](std::size_t sampled) { return sampled * itemCount >= limit * sampleSize; };
-    if (enough(inBands[0]))
-        return Band::exactOrPrefix;
-    if (enough(inBands[0] + inBands[1]))
-        return Band::wordStart;
-    return Band::acronymOrSubstring;
+    std::size_t sampled = 0;
+    for (std::size_t band = 0; band < std::size(inBands); ++band) {
+        sampled += inBands[band];
+        if (sampled * itemCount >= limit * sampleSize)
+            return static_cast<Band>(band);
+    }
+    return Band::scattered;
 }
 
 void LineFilter::keep(Worker& worker, Hit hit) const
@@ -691,10 +700,10 @@ std::vector<LineFilter::Hit> LineFilter::search(const QueryText& query, const Op
             .options = options,
             .floor = options.minimumScore });
     }
-    // With room for only some of the matches, a first look takes the best band alone, and each
-    // later look the next band of what is left, until the answer is full above what remains: most
-    // matches are then decided by the cheap stages. Without such room every match is scored, and
-    // only the scattered stage, the dearest, waits until last.
+    // With room for only some of the matches, a first look takes the best bands that fill it, and
+    // each later look the next band of what is left, until the answer is full above what remains:
+    // most matches are then decided by the cheap stages. Without such room every match is scored,
+    // and only the scattered stage, the dearest, waits until last.
     using FuzzyMatcher::Band;
     auto firstLowest = options.limit && *options.limit < itemCount
         ? firstLowestBand(pattern, items, itemCount, *options.limit)

@@ -644,9 +644,10 @@ FuzzyMatcher::Band LineFilter::firstLowestBand(const FuzzyMatcher::Pattern& patt
         });
         if (!score)
             continue;
-        // Bands never overlap: a score lies in the first band whose floor it reaches.
+        // Bands never overlap: a score lies in the first band whose floor it reaches, which is
+        // at the latest the floor given.
         std::size_t band = 0;
-        while (*score < FuzzyMatcher::bandFloors[band])
+        while (band + 1 < std::size(inBands) && *score < FuzzyMatcher::bandFloors[band])
             ++band;
         ++inBands[band];
     }
@@ -702,12 +703,12 @@ std::vector<LineFilter::Hit> LineFilter::search(const QueryText& query, const Op
     }
     // With room for only some of the matches, a first look takes the best bands that fill it, and
     // each later look the next band of what is left, until the answer is full above what remains:
-    // most matches are then decided by the cheap stages. Without such room every match is scored,
-    // and only the scattered stage, the dearest, waits until last.
+    // most matches are then decided by the cheap stages. Without such room every match is scored
+    // in one look.
     using FuzzyMatcher::Band;
     auto firstLowest = options.limit && *options.limit < itemCount
         ? firstLowestBand(pattern, items, itemCount, *options.limit)
-        : Band::acronymOrSubstring;
+        : Band::scattered;
     std::atomic<std::uint32_t> nextChunk { 0 };
     inParallel(workers, [&](Worker& worker) {
         for (;;) {

@@ -621,8 +621,8 @@ void LineFilter::scoreDeferred(Worker& worker, FuzzyMatcher::Band band) const
 }
 
 // The band that a first look stops at: the best one whose matches, estimated from a sample spread
-// over the items, fill the answer. When no band but the last does, the first look takes them all,
-// so that no line is looked at twice. A wrong guess costs time, never results.
+// over the items, fill the answer. When none above the last does, the first look takes every
+// band, so that no line is made a target twice. A wrong guess costs time, never results.
 FuzzyMatcher::Band LineFilter::firstLowestBand(const FuzzyMatcher::Pattern& pattern,
     const std::uint32_t* items, std::uint32_t itemCount, std::size_t limit) const
 {

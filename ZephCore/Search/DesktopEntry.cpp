@@ -11,7 +11,7 @@ namespace zeph {
 
 namespace {
 
-constexpr const char* group = "Desktop Entry";
+constexpr const char* entryGroup = "Desktop Entry";
 
 // A key file and the library that reads it.
 class KeyFile {
@@ -54,11 +54,11 @@ std::optional<std::string> rawValue(const KeyFile& file, const char* key, bool i
     std::string localisedKey = key;
     if (isLocalised) {
         if (auto locale
-            = file.owned(file.glib.keyFileGetLocaleForKey(file.handle, group, key, nullptr)))
+            = file.owned(file.glib.keyFileGetLocaleForKey(file.handle, entryGroup, key, nullptr)))
             localisedKey += "[" + std::string(locale.get()) + "]";
     }
-    auto value
-        = file.owned(file.glib.keyFileGetValue(file.handle, group, localisedKey.c_str(), nullptr));
+    auto value = file.owned(
+        file.glib.keyFileGetValue(file.handle, entryGroup, localisedKey.c_str(), nullptr));
     if (!value)
         return std::nullopt;
     std::string text = value.get();
@@ -130,7 +130,7 @@ std::optional<DesktopEntry> DesktopEntry::read(std::string_view text)
         return std::nullopt;
     KeyFile file(*glib);
     if (!glib->keyFileLoadFromData(file.handle, text.data(), text.size(), G_KEY_FILE_NONE, nullptr)
-        || !glib->keyFileHasGroup(file.handle, group))
+        || !glib->keyFileHasGroup(file.handle, entryGroup))
         return std::nullopt;
     DesktopEntry entry;
     entry.hidden = boolValue(file, "Hidden");

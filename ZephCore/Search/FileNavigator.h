@@ -37,6 +37,8 @@ public:
 const FileManager& systemFileManager();
 
 std::optional<NavigationQuery> parse(std::string_view text, std::string_view home);
+// How many rows the panel lists from one directory.
+inline constexpr int rowLimit = 300;
 std::vector<RankedResult> list(const NavigationQuery& query, bool showHidden, std::string_view home,
     int limit, const FileManager& fileManager);
 // The text for the field one level up, or nothing at the root.

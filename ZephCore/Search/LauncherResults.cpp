@@ -10,7 +10,6 @@ namespace zeph {
 
 namespace {
 
-constexpr int navigationLimit = 300;
 constexpr int modeFileLimit = 40;
 
 struct ModeInfo {
@@ -195,7 +194,7 @@ bool buildNavigation(LauncherResults& results, std::string_view text, const Sear
     if (!query)
         return false;
     auto rows = FileNavigator::list(*query, engine.settings().showHiddenFiles, engine.home(),
-        navigationLimit, engine.fileManager());
+        FileNavigator::rowLimit, engine.fileManager());
     auto entries = rows.size() - (query->filter.empty() && !rows.empty() ? 1 : 0);
     std::string title;
     if (query->directory == "/")

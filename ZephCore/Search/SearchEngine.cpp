@@ -12,8 +12,6 @@ namespace zeph {
 
 namespace {
 
-constexpr int navigationLimit = 300;
-
 std::string replacingAll(std::string text, std::string_view from, std::string_view to)
 {
     for (auto found = text.find(from); found != std::string::npos;
@@ -335,8 +333,8 @@ SearchResponse SearchEngine::search(std::string_view typed) const
     if (parsed.mode == QueryMode::navigate) {
         if (m_settings.fileNavigation) {
             if (auto query = FileNavigator::parse(text, m_home)) {
-                auto rows = FileNavigator::list(
-                    *query, m_settings.showHiddenFiles, m_home, navigationLimit, m_fileManager);
+                auto rows = FileNavigator::list(*query, m_settings.showHiddenFiles, m_home,
+                    FileNavigator::rowLimit, m_fileManager);
                 return { std::move(parsed), std::move(rows), false,
                     SearchResponse::Navigation { std::move(*query) } };
             }

@@ -15,6 +15,9 @@ namespace zeph {
 namespace KeyCode {
 
 inline constexpr std::size_t nameCount = 81;
+// The keys the application itself answers or types.
+inline constexpr std::uint32_t vKey = 9, returnKey = 36, deleteKey = 51, enterKey = 76,
+                               leftArrowKey = 123, downArrowKey = 125, upArrowKey = 126;
 
 // The table's name, or "Key " and the code in decimal for a code it does not know.
 std::string name(std::uint32_t code);

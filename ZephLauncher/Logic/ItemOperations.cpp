@@ -12,8 +12,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The previous application has the keyboard again after this.
-constexpr auto focusDelay = 80ms;
 constexpr auto savedSnippetsName = "Saved from Clipboard";
 
 struct Confirmation {

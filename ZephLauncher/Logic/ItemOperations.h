@@ -7,6 +7,7 @@
 #include "Logic/SnippetExpander.h"
 #include "Logic/TextInserter.h"
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -16,6 +17,9 @@ namespace zeph {
 // history's entries, the system commands with their confirmations. Main thread only.
 class ItemOperations {
 public:
+    // The previous application has the keyboard again this long after the panel hides.
+    static constexpr std::chrono::milliseconds focusDelay { 80 };
+
     struct Services {
         AppModel& model;
         DesktopServices& desktop;

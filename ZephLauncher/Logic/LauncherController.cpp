@@ -15,11 +15,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Virtual key codes of the panel's Ctrl key map.
-constexpr std::uint32_t returnKey = 36, enterKey = 76, upKey = 126, downKey = 125, deleteKey = 51;
-// The previous application has the keyboard again after the panel hides.
-constexpr auto focusDelay = 80ms;
-
 // The keys as the footer and the actions list name them, in Linux words.
 namespace Keys {
 constexpr const char* enter = "Enter";
@@ -519,7 +514,7 @@ bool LauncherController::keyEquivalent(
         publish();
         return true;
     };
-    if (keyCode == returnKey || keyCode == enterKey) {
+    if (keyCode == KeyCode::returnKey || keyCode == KeyCode::enterKey) {
         if (isListOpen)
             performSelectedAction();
         else
@@ -527,18 +522,18 @@ bool LauncherController::keyEquivalent(
         return done();
     }
     bool isNavigating = m_current && m_current->navigation;
-    if (keyCode == upKey && isNavigating && !isListOpen) {
+    if (keyCode == KeyCode::upArrowKey && isNavigating && !isListOpen) {
         goUp();
         return done();
     }
-    if (keyCode == downKey && isNavigating) {
+    if (keyCode == KeyCode::downArrowKey && isNavigating) {
         if (row && row->result.item.kind == ItemKind::folder && row->result.item.autocomplete) {
             setQuery(*row->result.item.autocomplete);
             queryChanged(m_query);
         }
         return done();
     }
-    if (keyCode == deleteKey && !field.hasSelection) {
+    if (keyCode == KeyCode::deleteKey && !field.hasSelection) {
         if (!row)
             return done();
         auto& item = row->result.item;
@@ -742,7 +737,7 @@ void LauncherController::activate(int index, ConnectionModifier modifier)
             return;
         hide();
         if (isAlt) // Once the previous application has the keyboard again.
-            loop.schedule(focusDelay,
+            loop.schedule(ItemOperations::focusDelay,
                 guarded([this, text = *item.argument] { m_operations.pasteText(text); }));
         else
             m_operations.copyText(*item.argument);
@@ -765,9 +760,10 @@ void LauncherController::activate(int index, ConnectionModifier modifier)
         if (isAlt)
             m_operations.copyText(*item.argument);
         else
-            loop.schedule(focusDelay, guarded([this, content = *item.argument, name = item.title] {
-                m_services.snippets.expand(content, name);
-            }));
+            loop.schedule(ItemOperations::focusDelay,
+                guarded([this, content = *item.argument, name = item.title] {
+                    m_services.snippets.expand(content, name);
+                }));
         break;
     case ItemKind::clipboard: {
         auto entry = m_describer.clipboardItem(item);

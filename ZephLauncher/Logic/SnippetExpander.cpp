@@ -11,8 +11,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::uint32_t deleteKey = 51;
-constexpr std::uint32_t leftArrowKey = 123;
 // Keys that move the caret or end the line: what was typed before no longer precedes it.
 constexpr std::array<std::uint32_t, 12> clearingKeys { 123, 124, 126, 125, 115, 119, 116, 121, 53,
     117, 36, 48 };
@@ -105,7 +103,7 @@ void SnippetExpander::keyDown(const KeyPress& press)
         m_matcher.reset();
         return;
     }
-    if (press.keyCode == deleteKey) {
+    if (press.keyCode == KeyCode::deleteKey) {
         m_matcher.deleteBackward();
         return;
     }
@@ -155,7 +153,7 @@ void SnippetExpander::run(std::string content, std::string name, std::size_t era
     m_isExpanding = true;
     auto clipboardText = m_inserter.clipboardText().value_or("");
     for (std::size_t index = 0; index < eraseCount; ++index)
-        m_keys.tap(deleteKey);
+        m_keys.tap(KeyCode::deleteKey);
     auto fields = SnippetTemplate::fillFields(content);
     if (fields.empty()) {
         insertRendered(content, clipboardText, {});
@@ -199,7 +197,7 @@ void SnippetExpander::insertRendered(const std::string& content, const std::stri
                 if (!alive.lock())
                     return;
                 for (std::size_t step = 0; step < steps; ++step)
-                    m_keys.tap(leftArrowKey);
+                    m_keys.tap(KeyCode::leftArrowKey);
             });
     }
 }

@@ -6,8 +6,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::uint32_t vKey = 9;
-
 } // namespace
 
 TextInserter::TextInserter(
@@ -92,7 +90,7 @@ void TextInserter::postPaste()
     auto modifiers = KeyCombo::Modifiers::control;
     if (focused && focused->isTerminal())
         modifiers |= KeyCombo::Modifiers::shift;
-    m_keys.tap(vKey, modifiers);
+    m_keys.tap(KeyCode::vKey, modifiers);
 }
 
 } // namespace zeph

@@ -15,12 +15,6 @@
 
 namespace zeph {
 
-namespace {
-
-using Result = AgentTools::Result;
-
-} // namespace
-
 void PrintTo(const AgentTools::Result& result, std::ostream* stream)
 {
     *stream << (result.isError ? "error: " : "") << result.text;
@@ -65,7 +59,7 @@ struct Fixture {
     StubScriptRunner scripts;
     AgentTools tools { store, scripts };
 
-    Result call(std::string_view name, const char* arguments = "{}")
+    AgentTools::Result call(std::string_view name, const char* arguments = "{}")
     {
         return tools.call(name, json(arguments));
     }
@@ -89,12 +83,12 @@ struct Fixture {
     }
 };
 
-Result failure(std::string text)
+AgentTools::Result failure(std::string text)
 {
     return { std::move(text), true };
 }
 
-Result success(std::string text)
+AgentTools::Result success(std::string text)
 {
     return { std::move(text), false };
 }

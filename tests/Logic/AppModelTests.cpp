@@ -17,14 +17,6 @@ using namespace zeph;
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
-std::string readFile(const fs::path& path)
-{
-    std::ifstream stream(path, std::ios::binary);
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return text.str();
-}
-
 template <typename Document> void writeDocument(const fs::path& folder, const Document& value)
 {
     auto name = std::is_same_v<Document, std::vector<Workflow>> ? Paths::workflowsFile

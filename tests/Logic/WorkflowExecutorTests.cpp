@@ -1,6 +1,7 @@
 #include "Logic/WorkflowExecutor.h"
 
 #include "LauncherWorld.h"
+#include "Workflows/WorkflowTesting.h"
 
 #include <gtest/gtest.h>
 
@@ -8,11 +9,6 @@ namespace {
 
 using namespace zeph;
 using namespace std::chrono_literals;
-
-WorkflowNode node(std::string id, NodeKind kind)
-{
-    return { .id = std::move(id), .kind = std::move(kind) };
-}
 
 WorkflowConnection edge(std::string from, std::string to)
 {

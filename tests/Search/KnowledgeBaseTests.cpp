@@ -1,6 +1,7 @@
 #include "Search/KnowledgeBase.h"
 
 #include "Storage/JSONFileStore.h"
+#include "Support/RecordTesting.h"
 #include "Support/TemporaryDirectory.h"
 
 #include <atomic>
@@ -38,11 +39,6 @@ double countOf(const KnowledgeBase& knowledge, const std::string& key, const std
         return 0;
     auto entry = items->second.find(id);
     return entry == items->second.end() ? 0 : entry->second.count;
-}
-
-Json::Value json(const char* text)
-{
-    return Json::parse(text).value();
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "Storage/AppSettings.h"
 
 #include "Storage/JSONFileStore.h"
+#include "Support/RecordTesting.h"
 #include "Support/TemporaryDirectory.h"
 
 #include <fstream>
@@ -11,11 +12,6 @@
 namespace zeph {
 
 namespace {
-
-Json::Value json(const char* text)
-{
-    return Json::parse(text).value();
-}
 
 // A record in which every field, nested ones included, differs from its default, so that a key that
 // is read into the wrong field or not read at all shows.
@@ -70,12 +66,6 @@ std::vector<std::string> keysOf(const Json::Value& object)
     for (auto& [key, value] : object.items())
         keys.push_back(key);
     return keys;
-}
-
-std::string readFile(const std::filesystem::path& path)
-{
-    std::ifstream stream(path, std::ios::binary);
-    return { std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>() };
 }
 
 // A value of another type than `value`.

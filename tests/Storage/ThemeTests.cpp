@@ -2,6 +2,7 @@
 
 #include "Storage/AppSettings.h"
 #include "Storage/JSONFileStore.h"
+#include "Support/RecordTesting.h"
 #include "Support/TemporaryDirectory.h"
 
 #include <fstream>
@@ -12,11 +13,6 @@
 namespace zeph {
 
 namespace {
-
-Json::Value json(const char* text)
-{
-    return Json::parse(text).value();
-}
 
 const char* paletteText = R"({"background": "#000000FF", "border": "#111111FF",
     "searchText": "#222222FF", "placeholder": "#333333FF", "title": "#444444FF",

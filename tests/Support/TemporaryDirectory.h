@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 namespace zeph {
@@ -40,5 +42,12 @@ public:
 private:
     std::filesystem::path m_path;
 };
+
+// The whole file, or nothing when it cannot be read.
+inline std::string readFile(const std::filesystem::path& path)
+{
+    std::ifstream stream(path, std::ios::binary);
+    return { std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>() };
+}
 
 } // namespace zeph

@@ -1,5 +1,7 @@
 #include "Workflows/WorkflowLibrary.h"
 
+#include "Workflows/WorkflowTesting.h"
+
 #include <gtest/gtest.h>
 
 namespace zeph {
@@ -7,11 +9,6 @@ namespace zeph {
 namespace {
 
 using Problems = std::vector<std::string>;
-
-WorkflowNode node(std::string id, NodeKind kind)
-{
-    return { .id = std::move(id), .kind = std::move(kind) };
-}
 
 NodeKind keyword(std::string word)
 {

@@ -6,6 +6,7 @@
 #include "Workflows/ProcessScriptRunner.h"
 #include "Workflows/ScriptFilterOutput.h"
 #include "Workflows/WorkflowTemplate.h"
+#include "Workflows/WorkflowTesting.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -21,11 +22,6 @@ namespace {
 using namespace std::chrono_literals;
 using Step = WorkflowRunLog::Step;
 using Lines = std::vector<std::string>;
-
-WorkflowNode node(std::string id, NodeKind kind)
-{
-    return { .id = std::move(id), .kind = std::move(kind) };
-}
 
 // Connections are written as a hand-edited file may hold them, past the editor's checks.
 WorkflowConnection edge(std::string from, std::string to, std::string port = "out",

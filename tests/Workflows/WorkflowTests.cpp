@@ -1,6 +1,7 @@
 #include "Workflows/Workflow.h"
 
 #include "Support/RecordTesting.h"
+#include "Workflows/WorkflowTesting.h"
 
 #include <algorithm>
 #include <map>
@@ -14,11 +15,6 @@ namespace zeph {
 namespace {
 
 using Coding = DocumentCoding<std::vector<Workflow>>;
-
-WorkflowNode node(std::string id, NodeKind kind)
-{
-    return { .id = std::move(id), .kind = std::move(kind) };
-}
 
 // An input of each sort, a condition and a few actions, all unconnected.
 Workflow sampleGraph()

@@ -13,7 +13,7 @@ namespace zeph {
 
 namespace {
 
-using CommandLineTesting::zeph;
+using CommandLineTesting::runZeph;
 
 using CommandLineTesting::json;
 using CommandLineTesting::lines;
@@ -45,23 +45,23 @@ using Texts = std::vector<std::string>;
 
 TEST(KeysCommand, ParseAndShowPrintTheSameObject)
 {
-    auto parsed = zeph({ "keys", "parse", "opt+space" });
+    auto parsed = runZeph({ "keys", "parse", "opt+space" });
     EXPECT_EQ(parsed.exitCode, 0);
     EXPECT_EQ(json(parsed.output),
         json(R"({"keyCode":49,"modifiers":2,"display":"⌥Space","text":"opt+space"})"));
-    EXPECT_EQ(json(zeph({ "keys", "show", "49", "2" }).output), json(parsed.output));
-    EXPECT_EQ(json(zeph({ "keys", "parse", "Shift + Cmd + K" }).output)["text"], "shift+cmd+k");
-    EXPECT_EQ(json(zeph({ "keys", "show", "200", "0" }).output)["display"], "Key 200");
+    EXPECT_EQ(json(runZeph({ "keys", "show", "49", "2" }).output), json(parsed.output));
+    EXPECT_EQ(json(runZeph({ "keys", "parse", "Shift + Cmd + K" }).output)["text"], "shift+cmd+k");
+    EXPECT_EQ(json(runZeph({ "keys", "show", "200", "0" }).output)["display"], "Key 200");
 
     for (auto* text : { "⇧⌘k", "cmd+a+b", "", "cmd" }) {
         SCOPED_TRACE(text);
-        auto failed = zeph({ "keys", "parse", "--", text });
+        auto failed = runZeph({ "keys", "parse", "--", text });
         EXPECT_EQ(failed.exitCode, 2);
         EXPECT_TRUE(failed.errors.starts_with("zeph: \"")) << failed.errors;
         EXPECT_NE(failed.errors.find("is not a key combination"), std::string::npos);
     }
-    EXPECT_EQ(zeph({ "keys", "show", "49", "4294967296" }).exitCode, 2);
-    EXPECT_EQ(zeph({ "keys", "show", "--", "-1", "0" }).exitCode, 2);
+    EXPECT_EQ(runZeph({ "keys", "show", "49", "4294967296" }).exitCode, 2);
+    EXPECT_EQ(runZeph({ "keys", "show", "--", "-1", "0" }).exitCode, 2);
 }
 
 TEST(ClipboardCommand, AddListPinDeleteAndClearFollowTheHistoryRules)
@@ -200,15 +200,15 @@ TEST(ClipboardCommand, DataFolderIsTheFlagThenTheVariableThenXDG)
          xdg = (folder / "xdg").string();
     CommandLineTesting::Environment environment { { "ZEPH_DATA_DIR", variable },
         { "XDG_DATA_HOME", xdg }, { "HOME", folder.path().string() } };
-    zeph({ "--data-dir", flag, "clipboard", "add", "by flag" }, "", environment);
-    zeph({ "clipboard", "add", "--data-dir", flag, "flag after the command" }, "", environment);
-    zeph({ "clipboard", "add", "by variable" }, "", environment);
+    runZeph({ "--data-dir", flag, "clipboard", "add", "by flag" }, "", environment);
+    runZeph({ "clipboard", "add", "--data-dir", flag, "flag after the command" }, "", environment);
+    runZeph({ "clipboard", "add", "by variable" }, "", environment);
     environment[0].second = "";
-    zeph({ "clipboard", "add", "by XDG" }, "", environment);
+    runZeph({ "clipboard", "add", "by XDG" }, "", environment);
     for (auto [path, count] : { std::pair { flag, 2 }, std::pair { variable, 1 },
              std::pair { xdg + "/Zeph Launcher", 1 } }) {
         SCOPED_TRACE(path);
-        auto listed = zeph({ "--data-dir", path, "clipboard", "list" });
+        auto listed = runZeph({ "--data-dir", path, "clipboard", "list" });
         EXPECT_EQ(lines(listed.output).size(), std::size_t(count));
     }
 }
@@ -223,7 +223,8 @@ TEST(ClipboardCommand, BadOptionsAreBadUsage)
     // A data folder that cannot exist: the change fails with a sentence, not a crash.
     TemporaryDirectory folder;
     std::ofstream(folder / "file") << "x";
-    auto blocked = zeph({ "--data-dir", (folder / "file/data").string(), "clipboard", "add", "x" });
+    auto blocked
+        = runZeph({ "--data-dir", (folder / "file/data").string(), "clipboard", "add", "x" });
     EXPECT_EQ(blocked.exitCode, 2);
     EXPECT_TRUE(blocked.errors.starts_with("zeph: Could not open the lock file")) << blocked.errors;
 }

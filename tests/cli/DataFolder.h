@@ -57,7 +57,7 @@ public:
     Run operator()(std::vector<std::string> arguments, const std::string& input = "",
         Environment environment = {}) const
     {
-        return zeph(arguments, input, inFolder(std::move(environment)));
+        return runZeph(arguments, input, inFolder(std::move(environment)));
     }
     // zeph-mcp in the same folder, with `input` as its lines.
     Run mcp(const std::string& input, Environment environment = {}) const

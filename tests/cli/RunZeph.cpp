@@ -59,7 +59,7 @@ Run run(const char* executable, const std::vector<std::string>& arguments, const
     return run;
 }
 
-Run zeph(const std::vector<std::string>& arguments, const std::string& input,
+Run runZeph(const std::vector<std::string>& arguments, const std::string& input,
     const Environment& environment)
 {
     return run(ZEPH_EXECUTABLE, arguments, input, environment);

@@ -22,7 +22,7 @@ Run run(const char* executable, const std::vector<std::string>& arguments,
     const std::string& input = "", const Environment& environment = {});
 
 // Runs the built zeph with `arguments` after `--data-dir`-free defaults.
-Run zeph(const std::vector<std::string>& arguments, const std::string& input = "",
+Run runZeph(const std::vector<std::string>& arguments, const std::string& input = "",
     const Environment& environment = {});
 
 // Runs the built zeph-mcp, which takes no arguments, with `input` as its standard input.

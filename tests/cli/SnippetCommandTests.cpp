@@ -11,7 +11,7 @@ namespace {
 
 using CommandLineTesting::json;
 using CommandLineTesting::lines;
-using CommandLineTesting::zeph;
+using CommandLineTesting::runZeph;
 
 const std::vector<std::string> at { "--now", "2026-11-13T14:05:09Z", "--time-zone", "Europe/Berlin",
     "--locale", "de_DE" };
@@ -20,7 +20,7 @@ CommandLineTesting::Run render(std::vector<std::string> arguments, const std::st
 {
     arguments.insert(arguments.begin(), at.begin(), at.end());
     arguments.insert(arguments.begin(), "render");
-    return zeph(arguments, input);
+    return runZeph(arguments, input);
 }
 
 void writeDocument(
@@ -43,8 +43,8 @@ TEST(RenderCommand, PrintsTheRenderedTextExactly)
     // Words are joined by spaces; without any, standard input is the template.
     EXPECT_EQ(render({ "{year}", "and", "{{" }).output, "2026 and {");
     EXPECT_EQ(render({}, "line {month}\n").output, "line November\n");
-    EXPECT_EQ(zeph({ "render", "--now", "2026-11-13T14:05:09Z", "--time-zone", "UTC", "--locale",
-                       "en_US", "{isodate}" })
+    EXPECT_EQ(runZeph({ "render", "--now", "2026-11-13T14:05:09Z", "--time-zone", "UTC", "--locale",
+                          "en_US", "{isodate}" })
                   .output,
         "2026-11-13");
 }
@@ -68,7 +68,7 @@ TEST(RenderCommand, BadOptionsAreBadUsage)
              { "render", "--time-zone", "Mars/Olympus", "{time}" },
              { "render", "--now", "yesterday", "{date}" } }) {
         SCOPED_TRACE(arguments[2]);
-        auto run = zeph(arguments);
+        auto run = runZeph(arguments);
         EXPECT_EQ(run.exitCode, 2);
         EXPECT_TRUE(run.errors.starts_with("zeph: ")) << run.errors;
         EXPECT_TRUE(run.output.empty());

@@ -885,6 +885,11 @@ void LineFilter::orderTies(std::vector<Hit>& hits, unsigned threads) const
             auto runEnd = begin + 1;
             while (runEnd < end && sameKey(hits[runEnd], hits[begin]))
                 ++runEnd;
+            // A line alone in its run is in place: its title is never read.
+            if (runEnd - begin == 1) {
+                begin = runEnd;
+                continue;
+            }
             ties.clear();
             keys.clear();
             keyEnds.clear();

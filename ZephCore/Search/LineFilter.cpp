@@ -34,7 +34,7 @@ bool isSubsequence(std::u32string_view needle, std::u32string_view haystack)
     return true;
 }
 
-void setBits(std::uint64_t* bits, std::size_t firstBit, const std::vector<bool>& values)
+void setBits(std::uint64_t* bits, std::size_t firstBit, const std::vector<std::uint8_t>& values)
 {
     for (std::size_t index = 0; index < values.size(); ++index) {
         if (values[index])

@@ -174,7 +174,7 @@ void prepareCharacters(std::string_view validText, PreparedCharacters& prepared)
     graphemeBoundaries(validText, boundaries);
     auto count = boundaries.size() - 1;
     prepared.chars.resize(count);
-    prepared.wordStart.assign(count, false);
+    prepared.wordStart.resize(count);
     WordStarts wordStarts;
     for (std::size_t index = 0; index < count; ++index) {
         auto cluster = clusterAt(validText, boundaries, index);
@@ -274,9 +274,9 @@ MatchText makeMatchText(std::string_view text)
     PreparedCharacters prepared;
     prepareCharacters(result.original, prepared);
     result.chars = std::move(prepared.chars);
-    result.wordStart = std::move(prepared.wordStart);
-    for (std::size_t index = 0; index < result.wordStart.size(); ++index) {
-        if (result.wordStart[index])
+    result.wordStart.assign(prepared.wordStart.begin(), prepared.wordStart.end());
+    for (std::size_t index = 0; index < prepared.wordStart.size(); ++index) {
+        if (prepared.wordStart[index])
             result.wordStarts.push_back(static_cast<int>(index));
     }
     return result;

@@ -14,6 +14,13 @@ Pattern makePattern(const QueryText& query)
         pattern.asciiSlots[character] = static_cast<std::uint8_t>(pattern.asciiCharacters.size());
         pattern.asciiCharacters.push_back(static_cast<char>(character));
     }
+    for (auto character : query.chars) {
+        if (character >= 0x80 || pattern.asciiSlots[character] == Pattern::noSlot) {
+            pattern.charSlots.clear();
+            break;
+        }
+        pattern.charSlots.push_back(pattern.asciiSlots[character]);
+    }
     return pattern;
 }
 

@@ -42,6 +42,8 @@ struct Pattern {
         return slots;
     }();
     std::string asciiCharacters {}; // By slot.
+    // The slot of each of `chars` in turn, or nothing when one of them has none.
+    std::basic_string<std::uint8_t> charSlots {};
 };
 Pattern makePattern(const QueryText& query);
 
@@ -96,6 +98,27 @@ std::uint32_t findLead(const Pattern& pattern, const Target& target, std::uint32
         for (auto position = target.find(lead, from); position + 1 < count;
              position = target.find(lead, position + 1)) {
             if (target.at(position + 1) == pattern.chars[1])
+                return position;
+        }
+        return count;
+    }
+}
+
+// The next position from `from` on where the query's characters all stand in order, or count().
+// A target may keep where they do.
+template <typename Target>
+std::uint32_t findOccurrence(const Pattern& pattern, const Target& target, std::uint32_t from)
+{
+    if constexpr (requires { target.findOccurrence(pattern, from); }) {
+        return target.findOccurrence(pattern, from);
+    } else {
+        auto count = target.count();
+        if (pattern.chars.size() > count)
+            return count;
+        auto lastStart = static_cast<std::uint32_t>(count - pattern.chars.size());
+        for (auto position = findLead(pattern, target, from); position <= lastStart;
+             position = findLead(pattern, target, position + 1)) {
+            if (equalsAt(target, position, pattern.chars))
                 return position;
         }
         return count;
@@ -298,10 +321,8 @@ std::optional<double> score(const Pattern& pattern, const Target& target, double
         double wordStartScore = 0.8 + 0.08 * ratio;
         if (wordStartScore < floor)
             return std::nullopt;
-        for (auto position = findLead(pattern, target, 1); position <= lastStart;
-             position = findLead(pattern, target, position + 1)) {
-            if (!equalsAt(target, position, pattern.chars))
-                continue;
+        for (auto position = findOccurrence(pattern, target, 1); position <= lastStart;
+             position = findOccurrence(pattern, target, position + 1)) {
             if (target.isWordStart(position))
                 return accept(wordStartScore, position, queryCount, indices);
             firstOccurrence = std::min(firstOccurrence, position);
@@ -334,15 +355,8 @@ std::optional<double> score(const Pattern& pattern, const Target& target, double
     }
 
     // Known to hold no occurrence at a word start, the target's first occurrence is enough.
-    if (queryCount <= count && !occurrenceSought) {
-        for (auto position = findLead(pattern, target, 1); position <= lastStart;
-             position = findLead(pattern, target, position + 1)) {
-            if (equalsAt(target, position, pattern.chars)) {
-                firstOccurrence = position;
-                break;
-            }
-        }
-    }
+    if (queryCount <= count && !occurrenceSought)
+        firstOccurrence = findOccurrence(pattern, target, 1);
     if (firstOccurrence < count) {
         double substring = 0.62 + 0.05 * ratio;
         if (substring < floor)
@@ -480,8 +494,9 @@ private:
 };
 
 // Pure-ASCII text of at most 64 characters, with a bit mask of where each of the query's ASCII
-// characters stands, worked out once when the target is made: the stages then find characters and
-// pairs by counting bits instead of scanning the bytes again for each one.
+// characters stands, worked out once when the target is made, and of where the whole query
+// stands, worked out when a stage first asks: the stages then find characters, pairs and
+// occurrences by counting bits instead of scanning the bytes again for each one.
 class ShortAsciiTarget : public AsciiTarget {
 public:
     static constexpr std::uint32_t maxCount = 64;
@@ -497,20 +512,18 @@ public:
         auto slotCount = pattern.asciiCharacters.size();
 #if defined(__SSE2__)
         // The blocks are loaded once; each character's positions then gather in a register.
-        __m128i blocks[maxCount / 16];
         auto blockCount = (count + 15) / 16;
         for (std::uint32_t block = 0; block < blockCount; ++block) {
             auto offset = 16 * block;
             if (offset + 16 <= readable) {
-                blocks[block] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_bytes + offset));
+                m_blocks[block]
+                    = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_bytes + offset));
             } else {
                 alignas(16) unsigned char tail[16] = {};
                 std::memcpy(tail, m_bytes + offset, readable - offset);
-                blocks[block] = _mm_load_si128(reinterpret_cast<const __m128i*>(tail));
+                m_blocks[block] = _mm_load_si128(reinterpret_cast<const __m128i*>(tail));
             }
         }
-        auto inTarget
-            = count < maxCount ? (std::uint64_t { 1 } << count) - 1 : ~std::uint64_t { 0 };
         for (std::size_t slot = 0; slot < slotCount; ++slot) {
             auto character = characters[slot];
             auto needle = _mm_set1_epi8(character);
@@ -518,10 +531,10 @@ public:
             std::uint64_t bits = 0;
             for (std::uint32_t block = 0; block < blockCount; ++block) {
                 auto hits = _mm_movemask_epi8(
-                    _mm_cmpeq_epi8(_mm_or_si128(blocks[block], caseBit), needle));
+                    _mm_cmpeq_epi8(_mm_or_si128(m_blocks[block], caseBit), needle));
                 bits |= std::uint64_t { static_cast<unsigned>(hits) } << (16 * block);
             }
-            m_masks[slot] = bits & inTarget;
+            m_masks[slot] = bits & inTarget();
         }
 #else
         (void)readable;
@@ -570,17 +583,87 @@ public:
         }
         return m_count;
     }
+    // `pattern` is the one the target was made for.
+    std::uint32_t findOccurrence(const Pattern& pattern, std::uint32_t from) const
+    {
+        if (pattern.charSlots.empty())
+            return Detail::findOccurrence(pattern, static_cast<const AsciiTarget&>(*this), from);
+        if (from >= m_count)
+            return m_count;
+        if (!m_hasOccurrences) {
+            auto occurrences = ~std::uint64_t { 0 };
+            for (std::size_t index = 0; index < pattern.charSlots.size() && occurrences; ++index)
+                occurrences &= m_masks[pattern.charSlots[index]] >> index;
+            m_occurrences = occurrences;
+            m_hasOccurrences = true;
+        }
+        return firstFrom(m_occurrences, from);
+    }
+    std::uint32_t wordStartCount() const
+    {
+        return static_cast<std::uint32_t>(std::popcount(wordStarts()));
+    }
 
 private:
+    std::uint64_t inTarget() const
+    {
+        return m_count < maxCount ? (std::uint64_t { 1 } << m_count) - 1 : ~std::uint64_t { 0 };
+    }
     // The first set bit at `from` (below the count) or later, or the count.
     std::uint32_t firstFrom(std::uint64_t bits, std::uint32_t from) const
     {
         bits >>= from;
         return bits ? from + static_cast<std::uint32_t>(std::countr_zero(bits)) : m_count;
     }
+    // Every word start at once: a count of them is asked only of targets that are acronyms.
+    std::uint64_t wordStarts() const
+    {
+#if defined(__SSE2__)
+        Ascii::ClassMasks classes;
+        for (std::uint32_t block = 0; block < (m_count + 15) / 16; ++block)
+            addClasses(m_blocks[block], 16 * block, classes);
+        return Ascii::wordStarts(classes) & inTarget();
+#else
+        std::uint64_t starts = 0;
+        for (std::uint32_t position = 0; position < m_count; ++position)
+            starts |= std::uint64_t { isWordStart(position) } << position;
+        return starts;
+#endif
+    }
+#if defined(__SSE2__)
+    // Adds the classes of a block's bytes, at bit `shift` on, to `classes`.
+    static void addClasses(__m128i block, std::uint32_t shift, Ascii::ClassMasks& classes)
+    {
+        // Bytes from `low` to `high`: shifted so that the range starts at the smallest signed
+        // byte, they are the ones below its end.
+        auto inRange = [&](char low, char high) {
+            auto bias = _mm_set1_epi8(static_cast<char>(0x80 - low));
+            return _mm_cmplt_epi8(_mm_add_epi8(block, bias),
+                _mm_set1_epi8(static_cast<char>(0x80 + (high - low + 1))));
+        };
+        auto is = [&](char byte) { return _mm_cmpeq_epi8(block, _mm_set1_epi8(byte)); };
+        auto either = [](__m128i a, __m128i b) { return _mm_or_si128(a, b); };
+        // The separators: tab, space and " - _ . / \ ( ) [ ] { } : , + & @ '.
+        auto separators = either(either(either(inRange('&', ')'), inRange('+', '/')),
+                                     either(inRange('[', ']'), either(is('\t'), is(' ')))),
+            either(either(is('"'), is(':')),
+                either(either(is('@'), is('_')), either(is('{'), is('}')))));
+        auto gather = [&](__m128i bytes) {
+            return std::uint64_t { static_cast<unsigned>(_mm_movemask_epi8(bytes)) } << shift;
+        };
+        classes.separators |= gather(separators);
+        classes.upper |= gather(inRange('A', 'Z'));
+        classes.lower |= gather(inRange('a', 'z'));
+        classes.digits |= gather(inRange('0', '9'));
+    }
 
+    __m128i m_blocks[maxCount / 16];
+#endif
     const std::array<std::uint8_t, 128>& m_slots;
     std::array<std::uint64_t, Pattern::maxAsciiSlots> m_masks {};
+    // Where the whole query stands, when each of its characters has a slot.
+    mutable std::uint64_t m_occurrences = 0;
+    mutable bool m_hasOccurrences = false;
 };
 
 // Folded characters in an arena, one byte each when every code is below 256, with a bit array

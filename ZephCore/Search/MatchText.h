@@ -119,6 +119,23 @@ constexpr bool isWordStart(unsigned char previous, unsigned char current)
     return Detail::startsWord(Detail::classes[previous], Detail::classes[current]);
 }
 
+// Bit masks of where each class of byte stands in up to 64 ASCII bytes, bit i for byte i.
+struct ClassMasks {
+    std::uint64_t separators = 0;
+    std::uint64_t upper = 0;
+    std::uint64_t lower = 0;
+    std::uint64_t digits = 0;
+};
+
+// isWordStart for every position at once; position 0 follows a separator.
+constexpr std::uint64_t wordStarts(const ClassMasks& classes)
+{
+    auto afterSeparator = (classes.separators << 1) | 1;
+    auto camelCase = classes.upper & (classes.lower << 1);
+    auto digitEdge = classes.digits ^ (classes.digits << 1);
+    return ~classes.separators & (afterSeparator | camelCase | digitEdge);
+}
+
 } // namespace Ascii
 
 // The character-class bit of a folded character: letters and digits have their own, other

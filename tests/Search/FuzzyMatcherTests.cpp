@@ -344,6 +344,25 @@ TEST(FuzzyMatcher, ContainsAgreesWithWhetherTheTargetMatches)
     }
 }
 
+// Short ASCII lines count their word starts from masks of each class of byte: every pair of ASCII
+// bytes, at the start of a line and across the boundary of two blocks of sixteen.
+TEST(FuzzyMatcher, ShortAsciiTargetsCountWordStartsLikeTheirBytes)
+{
+    auto pattern = FuzzyMatcher::makePattern(makeQueryText("a"));
+    for (unsigned previous = 0; previous < 0x80; ++previous) {
+        for (unsigned current = 0; current < 0x80; ++current) {
+            std::string pair { static_cast<char>(previous), static_cast<char>(current) };
+            for (auto text : { pair, "aB1-" + pair + "zZ9 x0(Ab" + pair }) {
+                SCOPED_TRACE(::testing::PrintToString(text));
+                auto count = static_cast<std::uint32_t>(text.size());
+                FuzzyMatcher::ShortAsciiTarget masks(text.data(), count, text.size(), pattern);
+                ASSERT_EQ(masks.wordStartCount(),
+                    FuzzyMatcher::AsciiTarget(text.data(), count).wordStartCount());
+            }
+        }
+    }
+}
+
 // Short ASCII lines find the query's characters through bit masks, and characters past the
 // query's first eight distinct ones through the bytes: random lines of up to 64 characters over a
 // small alphabet, and queries that repeat characters, hold spaces or run past eight, score exactly
@@ -379,7 +398,10 @@ TEST(FuzzyMatcher, ShortAsciiTargetsScoreLikeTheirBytes)
                 ASSERT_EQ(masks.findWordStart(character, from),
                     FuzzyMatcher::Detail::findWordStart(bytes, character, from));
             }
+            ASSERT_EQ(FuzzyMatcher::Detail::findOccurrence(pattern, masks, from),
+                FuzzyMatcher::Detail::findOccurrence(pattern, bytes, from));
         }
+        ASSERT_EQ(masks.wordStartCount(), bytes.wordStartCount());
         ASSERT_EQ(FuzzyMatcher::contains(pattern, masks), FuzzyMatcher::contains(pattern, bytes));
         for (std::size_t band = 0; band < FuzzyMatcher::bandCount; ++band) {
             std::vector<int> expected;

@@ -162,7 +162,7 @@ TEST(ClipboardCommand, ImagesKeepTheirBytesInTheClipboardFolder)
     EXPECT_EQ(entries[0]["kind"], "image");
     EXPECT_EQ(entries[0]["text"], "Image 2 × 3");
     auto file = run.path() / "Clipboard" / entries[0]["imageFile"].get<std::string>();
-    EXPECT_EQ(CommandLineTesting::readWhole(file.string()), png);
+    EXPECT_EQ(readFile(file), png);
     EXPECT_EQ(run({ "clipboard", "delete", entries[0]["id"] }).exitCode, 0);
     EXPECT_FALSE(std::filesystem::exists(file));
 }
@@ -177,8 +177,7 @@ TEST(ClipboardCommand, ACorruptHistoryIsSetAsideAndReported)
     EXPECT_EQ(added.errors,
         "zeph: clipboard.json is not valid: item 1: \"id\" must be a string. It was moved aside to "
         "clipboard.json.corrupt, and the history starts empty.\n");
-    EXPECT_EQ(CommandLineTesting::readWhole((run.path() / "clipboard.json.corrupt").string()),
-        R"({"items": [{"id": 1}]})");
+    EXPECT_EQ(readFile(run.path() / "clipboard.json.corrupt"), R"({"items": [{"id": 1}]})");
     EXPECT_EQ(run.texts(), (Texts { "fresh" }));
 }
 

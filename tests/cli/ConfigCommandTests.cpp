@@ -10,7 +10,7 @@
 namespace {
 
 using CommandLineTesting::DataFolder;
-using CommandLineTesting::readWhole;
+using zeph::readFile;
 
 using CommandLineTesting::json;
 using CommandLineTesting::lines;
@@ -23,7 +23,7 @@ void writeSettings(const DataFolder& run, const std::string& text)
 
 std::string settingsFile(const DataFolder& run)
 {
-    return readWhole((run.path() / "settings.json").string());
+    return readFile(run.path() / "settings.json");
 }
 
 } // namespace
@@ -183,7 +183,7 @@ TEST(ConfigCommand, ACorruptDocumentShowsTheDefaultsAndIsSetAsideByTheNextChange
     auto changed = run({ "config", "set", "learningEnabled", "false" });
     EXPECT_EQ(changed.exitCode, 0);
     EXPECT_NE(changed.errors.find("moved aside to settings.json.corrupt"), std::string::npos);
-    EXPECT_EQ(readWhole((run.path() / "settings.json.corrupt").string()),
+    EXPECT_EQ(readFile(run.path() / "settings.json.corrupt"),
         R"({"search": {"maxResults": "many"}, "themeID": "paper"})");
     EXPECT_EQ(json(settingsFile(run))["learningEnabled"], false);
     EXPECT_EQ(json(settingsFile(run))["themeID"], "liquid-glass");

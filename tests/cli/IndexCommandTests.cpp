@@ -15,6 +15,7 @@ namespace {
 using CommandLineTesting::DataFolder;
 using CommandLineTesting::json;
 using CommandLineTesting::lines;
+using zeph::readFile;
 
 struct IndexedTree {
     DataFolder run;
@@ -117,8 +118,7 @@ TEST(IndexCommand, WatchingFollowsChangesUntilTerminated)
             last = "exit " + std::to_string(outcome.exitCode) + ": " + outcome.errors;
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
         }
-        return testing::AssertionFailure()
-            << last << "\nwatcher: " << CommandLineTesting::readWhole(errors.string());
+        return testing::AssertionFailure() << last << "\nwatcher: " << readFile(errors);
     };
     EXPECT_TRUE(eventually({ "files", "draft" }, 0));
     std::filesystem::rename(
@@ -132,8 +132,7 @@ TEST(IndexCommand, WatchingFollowsChangesUntilTerminated)
     kill(child, SIGTERM);
     int status = 0;
     waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0)
-        << CommandLineTesting::readWhole(errors.string());
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << readFile(errors);
 }
 
 TEST(IndexCommand, SetsADamagedIndexAsideAndRebuilds)

@@ -11,7 +11,7 @@
 namespace {
 
 using CommandLineTesting::DataFolder;
-using CommandLineTesting::readWhole;
+using zeph::readFile;
 
 using CommandLineTesting::json;
 using CommandLineTesting::lines;
@@ -53,7 +53,7 @@ TEST(LearnCommand, PicksBecomeBoostsBestFirst)
     EXPECT_EQ(none.exitCode, 1);
     EXPECT_EQ(none.output, "");
 
-    auto document = json(readWhole((run.path() / "knowledge.json").string()));
+    auto document = json(readFile(run.path() / "knowledge.json"));
     EXPECT_EQ(document["entries"]["saf"]["app:/Safari"],
         json(R"({"count": 2.0, "lastUsed": "2026-01-01T09:00:00Z"})"));
     EXPECT_TRUE(document["entries"].contains("sam"));
@@ -83,13 +83,12 @@ TEST(LearnCommand, ForgetRemovesOneItemOrEverything)
     EXPECT_EQ(run({ "forget", "app:/Safari" }).exitCode, 0);
     EXPECT_EQ(run({ "boosts", "--now", january, "web" }).exitCode, 1);
     EXPECT_EQ(lines(run({ "boosts", "--now", january, "saf" }).output).size(), 1u);
-    auto document = json(readWhole((run.path() / "knowledge.json").string()));
+    auto document = json(readFile(run.path() / "knowledge.json"));
     EXPECT_EQ(document, json(R"({"entries": {"saf": {"app:/Safe":
         {"count": 1.0, "lastUsed": "2026-01-01T09:00:00Z"}}}})"));
 
     EXPECT_EQ(run({ "forget" }).exitCode, 0);
-    EXPECT_EQ(
-        json(readWhole((run.path() / "knowledge.json").string())), json(R"({"entries": {}})"));
+    EXPECT_EQ(json(readFile(run.path() / "knowledge.json")), json(R"({"entries": {}})"));
 }
 
 TEST(LearnCommand, ACorruptKnowledgeFileIsReportedAndSetAside)
@@ -101,12 +100,12 @@ TEST(LearnCommand, ACorruptKnowledgeFileIsReportedAndSetAside)
     auto shown = run({ "boosts", "a" });
     EXPECT_EQ(shown.exitCode, 1);
     EXPECT_NE(shown.errors.find("knowledge.json is not valid"), std::string::npos);
-    EXPECT_EQ(readWhole((run.path() / "knowledge.json").string()), corrupt);
+    EXPECT_EQ(readFile(run.path() / "knowledge.json"), corrupt);
 
     auto learned = run({ "learn", "--now", january, "i", "a" });
     EXPECT_EQ(learned.exitCode, 0);
     EXPECT_NE(learned.errors.find("learning starts afresh"), std::string::npos);
-    EXPECT_EQ(readWhole((run.path() / "knowledge.json.corrupt").string()), corrupt);
+    EXPECT_EQ(readFile(run.path() / "knowledge.json.corrupt"), corrupt);
     EXPECT_EQ(run({ "boosts", "--now", january, "a" }).exitCode, 0);
 }
 
@@ -118,6 +117,6 @@ TEST(LearnCommand, ConcurrentPicksLoseNone)
             run({ "learn", "--now", january, "item", "query" });
         return 0;
     });
-    auto document = json(readWhole((run.path() / "knowledge.json").string()));
+    auto document = json(readFile(run.path() / "knowledge.json"));
     EXPECT_EQ(document["entries"]["query"]["item"]["count"], 20.0);
 }

@@ -12,7 +12,7 @@ using CommandLineTesting::DataFolder;
 using CommandLineTesting::Environment;
 using CommandLineTesting::json;
 using CommandLineTesting::lines;
-using CommandLineTesting::readWhole;
+using zeph::readFile;
 
 using Lines = std::vector<std::string>;
 
@@ -241,7 +241,7 @@ TEST(RunCommand, ARealRunUsesTheDesktopsToolsAndSaysWhatItCannotDo)
         (Lines { "Open URL https://example.com/q", "Open /srv/q with code",
             "Reveal /srv/q in the file manager", "Paste \"pasted q\"", "Notification \"Done\": q",
             "Large Type \"q\"" }));
-    EXPECT_EQ(lines(readWhole(log.string())),
+    EXPECT_EQ(lines(readFile(log)),
         (Lines { "xdg-open https://example.com/q", "gtk-launch code /srv/q", "xdg-open /srv/q",
             "xdg-open /srv", "wl-copy pasted q",
             "notify-send --app-name=Zeph Launcher -- Done q" }));

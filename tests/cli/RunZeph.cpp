@@ -1,22 +1,15 @@
 #include "cli/RunZeph.h"
 
+#include "Support/TemporaryDirectory.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
-#include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace CommandLineTesting {
-
-std::string readWhole(const std::string& path)
-{
-    std::ifstream stream(path, std::ios::binary);
-    std::stringstream content;
-    content << stream.rdbuf();
-    return content.str();
-}
 
 // Standard input, output and errors go through files, so that no pipe can fill up and block.
 Run run(const char* executable, const std::vector<std::string>& arguments, const std::string& input,
@@ -51,8 +44,8 @@ Run run(const char* executable, const std::vector<std::string>& arguments, const
     int status = 0;
     waitpid(child, &status, 0);
     Run run { .exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
-        .output = readWhole(base + "/out"),
-        .errors = readWhole(base + "/err") };
+        .output = zeph::readFile(base + "/out"),
+        .errors = zeph::readFile(base + "/err") };
     for (auto name : { "/in", "/out", "/err" })
         std::remove((base + name).c_str());
     rmdir(directory);

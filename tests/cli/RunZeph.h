@@ -28,6 +28,4 @@ Run runZeph(const std::vector<std::string>& arguments, const std::string& input 
 // Runs the built zeph-mcp, which takes no arguments, with `input` as its standard input.
 Run zephMCP(const std::string& input, const Environment& environment = {});
 
-std::string readWhole(const std::string& path);
-
 } // namespace CommandLineTesting

@@ -11,7 +11,7 @@ namespace {
 using CommandLineTesting::DataFolder;
 using CommandLineTesting::json;
 using CommandLineTesting::lines;
-using CommandLineTesting::readWhole;
+using zeph::readFile;
 
 using Lines = std::vector<std::string>;
 
@@ -31,7 +31,7 @@ std::filesystem::path write(const std::filesystem::path& path, const std::string
 
 nlohmann::json document(const DataFolder& run)
 {
-    return json(readWhole((run.path() / "workflows.json").string()));
+    return json(readFile(run.path() / "workflows.json"));
 }
 
 // A workflow that starts from the keyword `word` and opens a page.
@@ -163,7 +163,7 @@ TEST(WorkflowsCommand, EnableDisableAndDeleteChangeOnlyTheirWorkflow)
     EXPECT_EQ(lines(run({ "workflows", "list" }).output)[1],
         "example-github\trepo\tGitHub Repository (disabled)");
 
-    auto before = readWhole((run.path() / "workflows.json").string());
+    auto before = readFile(run.path() / "workflows.json");
     EXPECT_EQ(run({ "workflows", "disable", "example-github" }).exitCode, 0);
     for (auto* command : { "enable", "disable", "delete" }) {
         SCOPED_TRACE(command);
@@ -172,7 +172,7 @@ TEST(WorkflowsCommand, EnableDisableAndDeleteChangeOnlyTheirWorkflow)
         EXPECT_EQ(unknown.errors,
             "zeph: No workflow has the id \"nothing\"; `zeph workflows list` lists them.\n");
     }
-    EXPECT_EQ(readWhole((run.path() / "workflows.json").string()), before);
+    EXPECT_EQ(readFile(run.path() / "workflows.json"), before);
 
     EXPECT_EQ(run({ "workflows", "enable", "example-github" }).exitCode, 0);
     EXPECT_EQ(run({ "workflows", "delete", "example-uuid" }).exitCode, 0);
@@ -198,7 +198,7 @@ TEST(WorkflowsCommand, ACorruptDocumentIsShownAsTheExamplesAndSetAsideByTheNextC
         "zeph: workflows.json is not valid: workflow 1: nodes: node 1: Invalid number of keys "
         "found, "
         "expected one. Until it is replaced, the example workflows stand in for it.\n");
-    EXPECT_EQ(readWhole((run.path() / "workflows.json").string()), corrupt);
+    EXPECT_EQ(readFile(run.path() / "workflows.json"), corrupt);
 
     auto changed = run({ "workflows", "disable", "example-downloads" });
     EXPECT_EQ(changed.exitCode, 0);
@@ -206,7 +206,7 @@ TEST(WorkflowsCommand, ACorruptDocumentIsShownAsTheExamplesAndSetAsideByTheNextC
                                   "workflows stand in for it."),
         std::string::npos)
         << changed.errors;
-    EXPECT_EQ(readWhole((run.path() / "workflows.json.corrupt").string()), corrupt);
+    EXPECT_EQ(readFile(run.path() / "workflows.json.corrupt"), corrupt);
     auto saved = document(run);
     ASSERT_EQ(saved.size(), 4u);
     EXPECT_EQ(saved[3]["isEnabled"], false);

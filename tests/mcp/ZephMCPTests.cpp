@@ -13,7 +13,7 @@ namespace {
 using CommandLineTesting::DataFolder;
 using CommandLineTesting::json;
 using CommandLineTesting::lines;
-using CommandLineTesting::readWhole;
+using zeph::readFile;
 
 std::string request(int id, const std::string& method, const nlohmann::json& params)
 {
@@ -150,7 +150,7 @@ TEST(ZephMCP, AnUndecodableDocumentIsToldOnStandardErrorAndKeptAside)
     EXPECT_EQ(run.errors,
         "Zeph Launcher: workflows.json is not valid JSON. It was moved aside to "
         "workflows.json.corrupt, and the example workflows stood in for it.\n");
-    EXPECT_EQ(readWhole((folder.path() / "workflows.json.corrupt").string()), "[{");
+    EXPECT_EQ(readFile(folder.path() / "workflows.json.corrupt"), "[{");
 }
 
 TEST(ZephMCP, EightHelpersAtOnceLoseNoChange)

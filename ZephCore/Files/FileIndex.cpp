@@ -519,6 +519,9 @@ Result<std::int64_t> FileIndex::build(const Scope& scope, Date now, const Progre
     FileCrawler crawler(
         scope.isExcluded,
         [&](const CrawledEntry& entry) {
+            // A failed write ends the build; its folder has no id to file the entry under.
+            if (!isWritten)
+                return;
             stage->add(folder, entry.name, entry.types(), entry.modified,
                 recentUse.of(folderOf(entry), entry.name, entry.modified));
             if (++seen.entries % reportEvery == 0 && progress)
@@ -601,6 +604,9 @@ Result<std::int64_t> FileIndex::compare(
     FileCrawler crawler(
         scope.isExcluded,
         [&](const CrawledEntry& entry) {
+            // A failed write ends the update; its folder has no id to file the entry under.
+            if (!isWritten)
+                return;
             auto found = known.find(std::string(entry.name));
             if (found != known.end()) {
                 found->second.isSeen = true;

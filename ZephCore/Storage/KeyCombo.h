@@ -15,9 +15,12 @@ namespace zeph {
 namespace KeyCode {
 
 inline constexpr std::size_t nameCount = 81;
-// The keys the application itself answers or types.
-inline constexpr std::uint32_t vKey = 9, returnKey = 36, deleteKey = 51, enterKey = 76,
-                               leftArrowKey = 123, downArrowKey = 125, upArrowKey = 126;
+// The keys the application itself answers, types or watches.
+inline constexpr std::uint32_t vKey = 9, returnKey = 36, tabKey = 48, deleteKey = 51,
+                               escapeKey = 53, enterKey = 76, homeKey = 115, pageUpKey = 116,
+                               forwardDeleteKey = 117, endKey = 119, pageDownKey = 121,
+                               leftArrowKey = 123, rightArrowKey = 124, downArrowKey = 125,
+                               upArrowKey = 126;
 
 // The table's name, or "Key " and the code in decimal for a code it does not know.
 std::string name(std::uint32_t code);

@@ -12,8 +12,10 @@ namespace {
 using namespace std::chrono_literals;
 
 // Keys that move the caret or end the line: what was typed before no longer precedes it.
-constexpr std::array<std::uint32_t, 12> clearingKeys { 123, 124, 126, 125, 115, 119, 116, 121, 53,
-    117, 36, 48 };
+constexpr std::array clearingKeys { KeyCode::leftArrowKey, KeyCode::rightArrowKey,
+    KeyCode::upArrowKey, KeyCode::downArrowKey, KeyCode::homeKey, KeyCode::endKey,
+    KeyCode::pageUpKey, KeyCode::pageDownKey, KeyCode::escapeKey, KeyCode::forwardDeleteKey,
+    KeyCode::returnKey, KeyCode::tabKey };
 // Focus goes back to the application after the prompt, and the paste lands, in this time.
 constexpr auto settleDelay = 120ms;
 

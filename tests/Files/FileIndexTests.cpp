@@ -467,7 +467,8 @@ TEST(FileIndex, OpenersRacingOverAFreshFileNeverSetItAside)
         openers.emplace_back([&] {
             auto index = FileIndex::open(file);
             ASSERT_TRUE(index) << index.error().message;
-            EXPECT_TRUE((*index)->update(scopeOf(folder / "root"), testNow));
+            auto updated = (*index)->update(scopeOf(folder / "root"), testNow);
+            EXPECT_TRUE(updated) << updated.error().message;
         });
         for (int opener = 0; opener < 6; ++opener) {
             openers.emplace_back([&] {

@@ -557,8 +557,10 @@ Result<std::int64_t> FileIndex::build(const Scope& scope, Date now, const Progre
     stage.reset();
     isWritten = isWritten && execute(m_database, usualHashSize)
         && setMeta(m_database, "recentlyUsedUntil", std::to_string(recentUse.latest()));
+    // The cache goes back after the end, which would otherwise clear the reason of a failure.
+    auto error = finish(isWritten, now);
     execute(m_database, usualCache);
-    if (auto error = finish(isWritten, now))
+    if (error)
         return *error;
     // Written after every page of the build, so that a crash cannot leave the mark without them.
     if (isJournalOff

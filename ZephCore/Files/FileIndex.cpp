@@ -122,10 +122,21 @@ enum class Soundness { sound, unsound, unreadable, busy };
 // output, memory), which is no reason to set a file aside.
 Soundness examine(const fs::path& file, sqlite3*& database)
 {
-    database = nullptr;
-    if (sqlite3_open_v2(
-            file.c_str(), &database, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr)
-        != SQLITE_OK) {
+    auto openForWriting = [&] {
+        database = nullptr;
+        return sqlite3_open_v2(
+                   file.c_str(), &database, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr)
+            == SQLITE_OK;
+    };
+    bool isOpen = openForWriting();
+    // When SQLite cannot open a file for writing it opens it for reading, so a file that another
+    // process creates between the two attempts would be left read-only here, and the next write
+    // would fail. A second open gets it for writing.
+    if (isOpen && sqlite3_db_readonly(database, "main") == 1) {
+        sqlite3_close(database);
+        isOpen = openForWriting();
+    }
+    if (!isOpen) {
         sqlite3_close(database);
         database = nullptr;
         std::error_code error;

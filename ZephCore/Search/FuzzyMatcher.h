@@ -588,7 +588,8 @@ public:
     {
         if (pattern.charSlots.empty())
             return Detail::findOccurrence(pattern, static_cast<const AsciiTarget&>(*this), from);
-        if (from >= m_count)
+        // A query longer than the line stands nowhere in it, and would shift its masks too far.
+        if (from >= m_count || pattern.chars.size() > m_count)
             return m_count;
         if (!m_hasOccurrences) {
             auto occurrences = ~std::uint64_t { 0 };

@@ -412,4 +412,13 @@ TEST(FuzzyMatcher, ShortAsciiTargetsScoreLikeTheirBytes)
             ASSERT_EQ(indices, expected);
         }
     }
+    // A query as long as the longest short line stands at its start; a longer one nowhere.
+    std::string line(FuzzyMatcher::ShortAsciiTarget::maxCount, 'a');
+    auto count = static_cast<std::uint32_t>(line.size());
+    for (auto length : { line.size(), line.size() + 6 }) {
+        auto pattern = FuzzyMatcher::makePattern(makeQueryText(std::string(length, 'a')));
+        FuzzyMatcher::ShortAsciiTarget masks(line.data(), count, line.size(), pattern);
+        EXPECT_EQ(FuzzyMatcher::Detail::findOccurrence(pattern, masks, 0),
+            length == line.size() ? 0 : count);
+    }
 }

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #if defined(__SSE2__)
@@ -635,27 +636,34 @@ private:
     // Adds the classes of a block's bytes, at bit `shift` on, to `classes`.
     static void addClasses(__m128i block, std::uint32_t shift, Ascii::ClassMasks& classes)
     {
-        // Bytes from `low` to `high`: shifted so that the range starts at the smallest signed
-        // byte, they are the ones below its end.
-        auto inRange = [&](char low, char high) {
-            auto bias = _mm_set1_epi8(static_cast<char>(0x80 - low));
-            return _mm_cmplt_epi8(_mm_add_epi8(block, bias),
-                _mm_set1_epi8(static_cast<char>(0x80 + (high - low + 1))));
-        };
-        auto is = [&](char byte) { return _mm_cmpeq_epi8(block, _mm_set1_epi8(byte)); };
-        auto either = [](__m128i a, __m128i b) { return _mm_or_si128(a, b); };
-        // The separators: tab, space and " - _ . / \ ( ) [ ] { } : , + & @ '.
-        auto separators = either(either(either(inRange('&', ')'), inRange('+', '/')),
-                                     either(inRange('[', ']'), either(is('\t'), is(' ')))),
-            either(either(is('"'), is(':')),
-                either(either(is('@'), is('_')), either(is('{'), is('}')))));
+        using Ascii::Detail::ByteRange;
+        auto separators = separatorsIn(
+            block, std::make_index_sequence<Ascii::Detail::separatorRanges.size()>());
         auto gather = [&](__m128i bytes) {
             return std::uint64_t { static_cast<unsigned>(_mm_movemask_epi8(bytes)) } << shift;
         };
         classes.separators |= gather(separators);
-        classes.upper |= gather(inRange('A', 'Z'));
-        classes.lower |= gather(inRange('a', 'z'));
-        classes.digits |= gather(inRange('0', '9'));
+        classes.upper |= gather(bytesIn<ByteRange { 'A', 'Z' }>(block));
+        classes.lower |= gather(bytesIn<ByteRange { 'a', 'z' }>(block));
+        classes.digits |= gather(bytesIn<ByteRange { '0', '9' }>(block));
+    }
+    template <std::size_t... run>
+    static __m128i separatorsIn(__m128i block, std::index_sequence<run...>)
+    {
+        return (bytesIn<Ascii::Detail::separatorRanges[run]>(block) | ...);
+    }
+    // The bytes of a block that lie in `range`, as all ones.
+    template <Ascii::Detail::ByteRange range> static __m128i bytesIn(__m128i block)
+    {
+        if constexpr (range.low == range.high) {
+            return _mm_cmpeq_epi8(block, _mm_set1_epi8(static_cast<char>(range.low)));
+        } else {
+            // Shifted so that the range starts at the smallest signed byte, they are the ones
+            // below its end.
+            auto bias = _mm_set1_epi8(static_cast<char>(0x80 - range.low));
+            return _mm_cmplt_epi8(_mm_add_epi8(block, bias),
+                _mm_set1_epi8(static_cast<char>(0x80 + (range.high - range.low + 1))));
+        }
     }
 
     __m128i m_blocks[maxCount / 16];

@@ -81,11 +81,25 @@ namespace Detail {
 
 enum : unsigned char { separator = 1, upper = 2, lower = 4, digit = 8 };
 
+// The bytes from `low` to `high`.
+struct ByteRange {
+    unsigned char low;
+    unsigned char high;
+};
+
+// The separators, tab, space and " - _ . / \ ( ) [ ] { } : , + & @ ', in runs, which vector code
+// tests a run at a time.
+inline constexpr std::array<ByteRange, 11> separatorRanges { { { '\t', '\t' }, { ' ', ' ' },
+    { '"', '"' }, { '&', ')' }, { '+', '/' }, { ':', ':' }, { '@', '@' }, { '[', ']' },
+    { '_', '_' }, { '{', '{' }, { '}', '}' } } };
+
 // Word-start scans classify every byte they pass, so the classes come from one table.
 inline constexpr auto classes = [] {
     std::array<unsigned char, 256> table {};
-    for (unsigned char byte : std::string_view(" -_./\\()[]{}:,+&@'\"\t"))
-        table[byte] = separator;
+    for (auto range : separatorRanges) {
+        for (unsigned byte = range.low; byte <= range.high; ++byte)
+            table[byte] = separator;
+    }
     for (unsigned byte = 0; byte < 26; ++byte) {
         table['A' + byte] = upper;
         table['a' + byte] = lower;

@@ -89,9 +89,9 @@ struct ByteRange {
 
 // The separators, tab, space and " - _ . / \ ( ) [ ] { } : , + & @ ', in runs, which vector code
 // tests a run at a time.
-inline constexpr std::array<ByteRange, 11> separatorRanges { { { '\t', '\t' }, { ' ', ' ' },
-    { '"', '"' }, { '&', ')' }, { '+', '/' }, { ':', ':' }, { '@', '@' }, { '[', ']' },
-    { '_', '_' }, { '{', '{' }, { '}', '}' } } };
+inline constexpr auto separatorRanges = std::to_array<ByteRange>(
+    { { '\t', '\t' }, { ' ', ' ' }, { '"', '"' }, { '&', ')' }, { '+', '/' }, { ':', ':' },
+        { '@', '@' }, { '[', ']' }, { '_', '_' }, { '{', '{' }, { '}', '}' } });
 
 // Word-start scans classify every byte they pass, so the classes come from one table.
 inline constexpr auto classes = [] {

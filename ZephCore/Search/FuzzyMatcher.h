@@ -9,7 +9,6 @@
 #include <cstring>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #if defined(__SSE2__)
@@ -623,7 +622,7 @@ private:
 #if defined(__SSE2__)
         Ascii::ClassMasks classes;
         for (std::uint32_t block = 0; block < (m_count + 15) / 16; ++block)
-            addClasses(m_blocks[block], 16 * block, classes);
+            Ascii::addClasses(m_blocks[block], 16 * block, classes);
         return Ascii::wordStarts(classes) & inTarget();
 #else
         std::uint64_t starts = 0;
@@ -633,39 +632,6 @@ private:
 #endif
     }
 #if defined(__SSE2__)
-    // Adds the classes of a block's bytes, at bit `shift` on, to `classes`.
-    static void addClasses(__m128i block, std::uint32_t shift, Ascii::ClassMasks& classes)
-    {
-        using Ascii::Detail::ByteRange;
-        auto separators = separatorsIn(
-            block, std::make_index_sequence<Ascii::Detail::separatorRanges.size()>());
-        auto gather = [&](__m128i bytes) {
-            return std::uint64_t { static_cast<unsigned>(_mm_movemask_epi8(bytes)) } << shift;
-        };
-        classes.separators |= gather(separators);
-        classes.upper |= gather(bytesIn<ByteRange { 'A', 'Z' }>(block));
-        classes.lower |= gather(bytesIn<ByteRange { 'a', 'z' }>(block));
-        classes.digits |= gather(bytesIn<ByteRange { '0', '9' }>(block));
-    }
-    template <std::size_t... run>
-    static __m128i separatorsIn(__m128i block, std::index_sequence<run...>)
-    {
-        return (bytesIn<Ascii::Detail::separatorRanges[run]>(block) | ...);
-    }
-    // The bytes of a block that lie in `range`, as all ones.
-    template <Ascii::Detail::ByteRange range> static __m128i bytesIn(__m128i block)
-    {
-        if constexpr (range.low == range.high) {
-            return _mm_cmpeq_epi8(block, _mm_set1_epi8(static_cast<char>(range.low)));
-        } else {
-            // Shifted so that the range starts at the smallest signed byte, they are the ones
-            // below its end.
-            auto bias = _mm_set1_epi8(static_cast<char>(0x80 - range.low));
-            return _mm_cmplt_epi8(_mm_add_epi8(block, bias),
-                _mm_set1_epi8(static_cast<char>(0x80 + (range.high - range.low + 1))));
-        }
-    }
-
     __m128i m_blocks[maxCount / 16];
 #endif
     const std::array<std::uint8_t, 128>& m_slots;

@@ -70,11 +70,12 @@ struct LatinScratch {
     std::vector<std::uint8_t> chars;
     std::vector<std::uint64_t> wordStarts;
 
-    // Room for `capacity` characters, with every word-start bit clear.
-    void makeRoom(std::size_t capacity)
+    // Room for a text of `characters` in `bytes`, with every word-start bit clear. Folding
+    // writes whole blocks of sixteen.
+    void makeRoom(std::size_t characters, std::size_t bytes)
     {
-        chars.resize(std::max(chars.size(), capacity));
-        wordStarts.assign(wordsFor(capacity), 0);
+        chars.resize(std::max(chars.size(), bytes + 16));
+        wordStarts.assign(wordsFor(characters), 0);
     }
 };
 
@@ -82,10 +83,13 @@ struct LatinScratch {
 // asks for them, since most lines fail before any stage does.
 class LatinTarget {
 public:
-    LatinTarget(std::string_view text, std::uint32_t count, LatinScratch& scratch)
+    // `readable` bytes from the text's start, at least its size, may be read.
+    LatinTarget(
+        std::string_view text, std::size_t readable, std::uint32_t count, LatinScratch& scratch)
         : m_text(text)
+        , m_readable(readable)
         , m_scratch(scratch)
-        , m_folded(folded(text, count, scratch))
+        , m_folded(folded(text, readable, count, scratch))
     {
     }
     std::uint32_t count() const { return m_folded.count(); }
@@ -107,21 +111,22 @@ public:
 
 private:
     static FuzzyMatcher::FoldedTarget<std::uint8_t> folded(
-        std::string_view text, std::uint32_t count, LatinScratch& scratch)
+        std::string_view text, std::size_t readable, std::uint32_t count, LatinScratch& scratch)
     {
-        scratch.makeRoom(count);
-        foldLatinBytes(text, scratch.chars.data());
+        scratch.makeRoom(count, text.size());
+        foldLatinBytes(text, readable, scratch.chars.data());
         return { scratch.chars.data(), count, scratch.wordStarts.data(), 0 };
     }
     void knowWordStarts() const
     {
         if (m_hasWordStarts)
             return;
-        findLatinWordStarts(m_text, m_scratch.wordStarts.data());
+        findLatinWordStarts(m_text, m_readable, m_scratch.wordStarts.data());
         m_hasWordStarts = true;
     }
 
     std::string_view m_text;
+    std::size_t m_readable;
     LatinScratch& m_scratch;
     FuzzyMatcher::FoldedTarget<std::uint8_t> m_folded;
     mutable bool m_hasWordStarts = false;
@@ -462,8 +467,9 @@ auto LineFilter::withTarget(
         // Folded again for each query that gets this far: cheaper than keeping every such line
         // twice.
         thread_local LatinScratch scratch;
-        return visit(
-            LatinTarget(lineAt(m_input.text(), line.offset), line.characterCount, scratch));
+        auto input = m_input.text();
+        return visit(LatinTarget(
+            lineAt(input, line.offset), input.size() - line.offset, line.characterCount, scratch));
     }
     auto offset = m_index.wideLines[line.offset].charOffset;
     if (storage == Storage::folded8) {

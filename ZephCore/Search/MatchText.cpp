@@ -126,6 +126,15 @@ char32_t decodeLatinScalar(const unsigned char* bytes, std::size_t& offset)
     return ((lead & 0x1F) << 6) | (bytes[offset - 1] & 0x3F);
 }
 
+#if defined(__SSE2__)
+// How many of a block's bytes, from the first, are ASCII.
+unsigned asciiLead(__m128i block)
+{
+    return static_cast<unsigned>(
+        std::countr_zero(static_cast<unsigned>(_mm_movemask_epi8(block)) | 0x10000));
+}
+#endif
+
 // Text in which every scalar is a character on its own, the common case beyond Latin too (Greek,
 // Cyrillic, CJK, Hangul syllables, lone emoji): folded and split into words in one pass. Yields
 // false at the first scalar that needs the cluster rules: a mark, a joiner, a control, a Hangul
@@ -226,43 +235,67 @@ std::optional<std::uint32_t> measureLatinText(
     return count;
 }
 
-void foldLatinBytes(std::string_view latinText, std::uint8_t* chars)
+void foldLatinBytes(std::string_view latinText, std::size_t readable, std::uint8_t* chars)
 {
     const LatinCharacter* table = latinCharacters();
     auto* bytes = reinterpret_cast<const unsigned char*>(latinText.data());
-    for (std::size_t offset = 0; offset < latinText.size();)
+    for (std::size_t offset = 0; offset < latinText.size();) {
+#if defined(__SSE2__)
+        // Lines beyond ASCII are mostly ASCII: a block of sixteen bytes at a time, of which
+        // those before the first that is not ASCII are kept. The whole block is written, and what
+        // it holds past the text's end is never used.
+        if (readable - offset >= 16) {
+            auto block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + offset));
+            if (auto ascii = asciiLead(block)) {
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(chars), Ascii::foldBlock(block));
+                chars += ascii;
+                offset += ascii;
+                continue;
+            }
+        }
+#endif
         *chars++ = static_cast<std::uint8_t>(table[decodeLatinScalar(bytes, offset)].folded);
+    }
 }
 
-void findLatinWordStarts(std::string_view latinText, std::uint64_t* wordStartBits)
+void findLatinWordStarts(
+    std::string_view latinText, std::size_t readable, std::uint64_t* wordStartBits)
 {
     const LatinCharacter* table = latinCharacters();
     auto* bytes = reinterpret_cast<const unsigned char*>(latinText.data());
     unsigned previous = Ascii::Detail::separator;
     std::uint64_t bits = 0;
     unsigned bit = 0;
-    auto take = [&](unsigned wordClass) {
-        bits |= std::uint64_t { Ascii::Detail::startsWord(previous, wordClass) } << bit;
-        previous = wordClass;
-        if (++bit == 64) {
+    // Appends the word-start bits of `count` characters, at most 64.
+    auto append = [&](std::uint64_t starts, unsigned count) {
+        bits |= starts << bit;
+        bit += count;
+        if (bit >= 64) {
             *wordStartBits++ = bits;
-            bits = 0;
-            bit = 0;
+            bit -= 64;
+            bits = bit ? starts >> (count - bit) : 0;
         }
     };
     for (std::size_t offset = 0; offset < latinText.size();) {
-        // Eight ASCII bytes at a time, so that the next offset does not wait for each byte.
-        if (latinText.size() - offset >= 8) {
-            std::uint64_t word;
-            std::memcpy(&word, bytes + offset, 8);
-            if (!(word & Ascii::highBits)) {
-                for (unsigned index = 0; index < 8; ++index)
-                    take(Ascii::Detail::classes[bytes[offset + index]]);
-                offset += 8;
+#if defined(__SSE2__)
+        // A block of sixteen bytes classified together, of which those before the text's end and
+        // before the first that is not ASCII are kept.
+        if (readable - offset >= 16) {
+            auto block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + offset));
+            if (auto ascii = std::min<unsigned>(
+                    asciiLead(block), static_cast<unsigned>(latinText.size() - offset))) {
+                Ascii::ClassMasks classes;
+                Ascii::addClasses(block, 0, classes);
+                append(Ascii::wordStarts(classes, previous) & ((1u << ascii) - 1), ascii);
+                previous = Ascii::Detail::classes[bytes[offset + ascii - 1]];
+                offset += ascii;
                 continue;
             }
         }
-        take(table[decodeLatinScalar(bytes, offset)].wordClass);
+#endif
+        auto wordClass = table[decodeLatinScalar(bytes, offset)].wordClass;
+        append(Ascii::Detail::startsWord(previous, wordClass), 1);
+        previous = wordClass;
     }
     if (bit)
         *wordStartBits = bits;

@@ -7,7 +7,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace zeph {
 
@@ -51,10 +56,14 @@ void prepareCharacters(std::string_view validText, PreparedCharacters& prepared)
 // it yields nothing.
 std::optional<std::uint32_t> measureLatinText(
     std::string_view text, std::size_t asciiPrefix, std::uint64_t& mask);
-// The folded characters of Latin text, one byte each.
-void foldLatinBytes(std::string_view latinText, std::uint8_t* chars);
+// Both read the text a block at a time: `readable` bytes from its start on, at least its size,
+// may be read.
+// The folded characters of Latin text, one byte each, into room for sixteen bytes more than the
+// text has (whole blocks are written).
+void foldLatinBytes(std::string_view latinText, std::size_t readable, std::uint8_t* chars);
 // The word starts of Latin text, a bit a character from bit 0 on, written a whole word at a time.
-void findLatinWordStarts(std::string_view latinText, std::uint64_t* wordStartBits);
+void findLatinWordStarts(
+    std::string_view latinText, std::size_t readable, std::uint64_t* wordStartBits);
 
 namespace Ascii {
 
@@ -141,14 +150,66 @@ struct ClassMasks {
     std::uint64_t digits = 0;
 };
 
-// isWordStart for every position at once; position 0 follows a separator.
-constexpr std::uint64_t wordStarts(const ClassMasks& classes)
+// isWordStart for every position at once; position 0 follows a character of class `before`
+// (Detail's classes), a separator at the start of a text.
+constexpr std::uint64_t wordStarts(const ClassMasks& classes, unsigned before = Detail::separator)
 {
-    auto afterSeparator = (classes.separators << 1) | 1;
-    auto camelCase = classes.upper & (classes.lower << 1);
-    auto digitEdge = classes.digits ^ (classes.digits << 1);
+    auto shifted = [before](std::uint64_t mask, unsigned beforeClass) {
+        return (mask << 1) | std::uint64_t { (before & beforeClass) != 0 };
+    };
+    auto afterSeparator = shifted(classes.separators, Detail::separator);
+    auto camelCase = classes.upper & shifted(classes.lower, Detail::lower);
+    auto digitEdge = classes.digits ^ shifted(classes.digits, Detail::digit);
     return ~classes.separators & (afterSeparator | camelCase | digitEdge);
 }
+
+#if defined(__SSE2__)
+namespace Detail {
+
+// The bytes of a block that lie in `range`, as all ones.
+template <ByteRange range> __m128i bytesIn(__m128i block)
+{
+    if constexpr (range.low == range.high) {
+        return _mm_cmpeq_epi8(block, _mm_set1_epi8(static_cast<char>(range.low)));
+    } else {
+        // Shifted so that the range starts at the smallest signed byte, they are the ones below
+        // its end.
+        auto bias = _mm_set1_epi8(static_cast<char>(0x80 - range.low));
+        return _mm_cmplt_epi8(_mm_add_epi8(block, bias),
+            _mm_set1_epi8(static_cast<char>(0x80 + (range.high - range.low + 1))));
+    }
+}
+
+template <std::size_t... run> __m128i separatorsIn(__m128i block, std::index_sequence<run...>)
+{
+    return (bytesIn<separatorRanges[run]>(block) | ...);
+}
+
+} // namespace Detail
+
+// Adds the classes of a block of sixteen ASCII bytes, at bit `shift` on, to `classes`.
+inline void addClasses(__m128i block, unsigned shift, ClassMasks& classes)
+{
+    using Detail::ByteRange;
+    using Detail::bytesIn;
+    auto separators
+        = Detail::separatorsIn(block, std::make_index_sequence<Detail::separatorRanges.size()>());
+    auto gather = [shift](__m128i bytes) {
+        return std::uint64_t { static_cast<unsigned>(_mm_movemask_epi8(bytes)) } << shift;
+    };
+    classes.separators |= gather(separators);
+    classes.upper |= gather(bytesIn<ByteRange { 'A', 'Z' }>(block));
+    classes.lower |= gather(bytesIn<ByteRange { 'a', 'z' }>(block));
+    classes.digits |= gather(bytesIn<ByteRange { '0', '9' }>(block));
+}
+
+// fold() on each of sixteen ASCII bytes.
+inline __m128i foldBlock(__m128i block)
+{
+    auto upper = Detail::bytesIn<Detail::ByteRange { 'A', 'Z' }>(block);
+    return _mm_or_si128(block, _mm_and_si128(upper, _mm_set1_epi8(0x20)));
+}
+#endif
 
 } // namespace Ascii
 

@@ -1,6 +1,8 @@
 #include "Search/MatchText.h"
 
+#include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -189,5 +191,40 @@ TEST(MatchText, LatinShortcutAgreesWithTheFullRules)
         EXPECT_EQ(full.chars.substr(0, shortcut.chars.size()), shortcut.chars);
         EXPECT_EQ(std::vector<bool>(full.wordStart.begin(), full.wordStart.end() - 1),
             shortcut.wordStart);
+    }
+}
+
+// Latin lines are folded and split into words on their bytes, sixteen ASCII bytes at a time where
+// they can: random lines of mostly ASCII, with a Latin character here and there, agree with the
+// prepared characters, whatever the blocks' and the bit words' boundaries.
+TEST(MatchText, LatinBytesFoldAndStartWordsLikePreparedText)
+{
+    const std::vector<std::string> pieces = { "a", "Z", "q", "7", "0", "/", "-", " ", "_", ".", "@",
+        "\t", "~", "é", "Ü", "ß", "Ç", "²", "ª", "×" };
+    std::mt19937 random(5);
+    for (int round = 0; round < 2000; ++round) {
+        std::string text;
+        auto length = random() % 200;
+        for (std::size_t index = 0; index < length; ++index) {
+            // Latin characters one time in twenty.
+            auto piece = random() % 20 == 0 ? 13 + random() % 7 : random() % 13;
+            text += pieces[piece];
+        }
+        SCOPED_TRACE(text);
+        PreparedCharacters prepared;
+        prepareCharacters(text, prepared);
+        auto count = prepared.chars.size();
+        // Every other line is followed by bytes that may be read but are not its own.
+        auto buffer = text + (round % 2 ? "Zé-9\xFF aB_c.D/0ÜxyZ" : "");
+        std::vector<std::uint8_t> folded(text.size() + 16);
+        std::vector<std::uint64_t> bits(count / 64 + 1);
+        auto latin = std::string_view(buffer).substr(0, text.size());
+        foldLatinBytes(latin, buffer.size(), folded.data());
+        findLatinWordStarts(latin, buffer.size(), bits.data());
+        for (std::size_t position = 0; position < count; ++position) {
+            ASSERT_EQ(folded[position], prepared.chars[position]) << position;
+            ASSERT_EQ((bits[position / 64] >> (position % 64)) & 1, prepared.wordStart[position])
+                << position;
+        }
     }
 }

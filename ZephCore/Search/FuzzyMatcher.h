@@ -452,10 +452,24 @@ public:
         }
         return m_count;
     }
+    // Asked of every line that is an acronym of the query, however long.
     std::uint32_t wordStartCount() const
     {
         std::uint32_t starts = 0;
-        for (std::uint32_t position = 0; position < m_count; ++position)
+        std::uint32_t position = 0;
+#if defined(__SSE2__)
+        // Sixteen bytes at a time, each block's first after the last of the one before.
+        unsigned before = Ascii::Detail::separator;
+        for (; position + 16 <= m_count; position += 16) {
+            Ascii::ClassMasks classes;
+            Ascii::addClasses(
+                _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_bytes + position)), 0, classes);
+            starts += static_cast<std::uint32_t>(
+                std::popcount(Ascii::wordStarts(classes, before) & 0xFFFF));
+            before = Ascii::Detail::classes[m_bytes[position + 15]];
+        }
+#endif
+        for (; position < m_count; ++position)
             starts += isWordStart(position);
         return starts;
     }

@@ -363,6 +363,35 @@ TEST(FuzzyMatcher, ShortAsciiTargetsCountWordStartsLikeTheirBytes)
     }
 }
 
+// Long ASCII lines count their word starts sixteen bytes at a time: random lines of up to 300
+// characters over every class of byte count and score as prepared records do.
+TEST(FuzzyMatcher, LongAsciiTargetsCountAndScoreLikePreparedRecords)
+{
+    std::mt19937 random(17);
+    const std::string alphabet = "aAbBzZ09 -_/.@`~{\t";
+    for (int round = 0; round < 1500; ++round) {
+        std::string text;
+        for (auto length = random() % 300; text.size() < length;)
+            text += alphabet[random() % alphabet.size()];
+        std::string query;
+        for (auto length = 1 + random() % 4; query.size() < length;)
+            query += "abz0 "[random() % 5];
+        SCOPED_TRACE(query + " / " + text);
+        auto prepared = makeMatchText(text);
+        FuzzyMatcher::AsciiTarget bytes(text.data(), static_cast<std::uint32_t>(text.size()));
+        ASSERT_EQ(bytes.wordStartCount(), prepared.wordStarts.size());
+        auto expected = FuzzyMatcher::match(makeQueryText(query), prepared);
+        std::vector<int> indices;
+        auto score = FuzzyMatcher::score(
+            FuzzyMatcher::makePattern(makeQueryText(query)), bytes, 0, &indices);
+        ASSERT_EQ(score.has_value(), expected.has_value());
+        if (score) {
+            EXPECT_EQ(*score, expected->score);
+            EXPECT_EQ(indices, expected->indices);
+        }
+    }
+}
+
 // Short ASCII lines find the query's characters through bit masks, and characters past the
 // query's first eight distinct ones through the bytes: random lines of up to 64 characters over a
 // small alphabet, and queries that repeat characters, hold spaces or run past eight, score exactly

@@ -73,6 +73,28 @@ template <typename Target> bool contains(const Pattern& pattern, const Target& t
 
 namespace Detail {
 
+// The first byte from `begin` on that equals `byte` once `caseBit` is OR-ed into it, or `end`.
+// Inline, because most searches stop within a few blocks, before a call to memchr would pay.
+inline const unsigned char* findByte(
+    const unsigned char* begin, const unsigned char* end, unsigned char byte, unsigned char caseBit)
+{
+#if defined(__SSE2__)
+    const auto needle = _mm_set1_epi8(static_cast<char>(byte));
+    const auto caseBits = _mm_set1_epi8(static_cast<char>(caseBit));
+    for (; end - begin >= 16; begin += 16) {
+        auto block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(begin));
+        auto hits = _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_or_si128(block, caseBits), needle));
+        if (hits)
+            return begin + std::countr_zero(static_cast<unsigned>(hits));
+    }
+#endif
+    for (; begin < end; ++begin) {
+        if ((*begin | caseBit) == byte)
+            return begin;
+    }
+    return end;
+}
+
 template <typename Target>
 bool equalsAt(const Target& target, std::uint32_t position, const std::u32string& characters)
 {
@@ -412,15 +434,10 @@ public:
     {
         if (from >= m_count || character >= 0x80)
             return m_count;
-        auto* begin = m_bytes + from;
-        auto* end = m_bytes + m_count;
-        auto folded = static_cast<unsigned char>(character);
-        if (folded < 'a' || folded > 'z') {
-            auto* found = static_cast<const unsigned char*>(
-                std::memchr(begin, folded, static_cast<std::size_t>(end - begin)));
-            return found ? static_cast<std::uint32_t>(found - m_bytes) : m_count;
-        }
-        return static_cast<std::uint32_t>(findLetter(begin, end, folded) - m_bytes);
+        return static_cast<std::uint32_t>(Detail::findByte(m_bytes + from, m_bytes + m_count,
+                                              static_cast<unsigned char>(character),
+                                              static_cast<unsigned char>(caseBit(character)))
+            - m_bytes);
     }
     // The first position from `from` on that holds `first` followed by `second`, or count().
     std::uint32_t findPair(Character first, Character second, std::uint32_t from) const
@@ -483,27 +500,6 @@ private:
     static char caseBit(Character folded)
     {
         return folded >= 'a' && folded <= 'z' ? 0x20 : 0;
-    }
-
-    // A byte whose lower-case form is `letter`: setting bit 5 lower-cases exactly the letters.
-    static const unsigned char* findLetter(
-        const unsigned char* begin, const unsigned char* end, unsigned char letter)
-    {
-#if defined(__SSE2__)
-        const auto needle = _mm_set1_epi8(static_cast<char>(letter));
-        const auto caseBit = _mm_set1_epi8(0x20);
-        for (; end - begin >= 16; begin += 16) {
-            auto block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(begin));
-            auto hits = _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_or_si128(block, caseBit), needle));
-            if (hits)
-                return begin + std::countr_zero(static_cast<unsigned>(hits));
-        }
-#endif
-        for (; begin < end; ++begin) {
-            if ((*begin | 0x20) == letter)
-                return begin;
-        }
-        return end;
     }
 };
 
@@ -681,9 +677,9 @@ public:
         if constexpr (sizeof(Code) == 1) {
             if (character > 0xFF)
                 return m_count;
-            auto* found = static_cast<const Code*>(
-                std::memchr(m_chars + from, static_cast<int>(character), m_count - from));
-            return found ? static_cast<std::uint32_t>(found - m_chars) : m_count;
+            return static_cast<std::uint32_t>(Detail::findByte(m_chars + from, m_chars + m_count,
+                                                  static_cast<unsigned char>(character), 0)
+                - m_chars);
         } else {
             return static_cast<std::uint32_t>(
                 std::find(m_chars + from, m_chars + m_count, character) - m_chars);

@@ -179,23 +179,33 @@ struct ScatterWalk {
     std::uint32_t runs = 0;
     std::uint32_t first = 0;
     std::uint32_t last = 0;
+    bool operator==(const ScatterWalk&) const = default;
+
+    // Takes `pick` after the picks so far, of which there are `picked`.
+    void add(std::size_t picked, std::uint32_t pick, bool isWordStart)
+    {
+        if (!picked)
+            first = pick;
+        else if (pick == last + 1)
+            ++runs;
+        starts += isWordStart;
+        last = pick;
+    }
 };
 
-// Picks the compacted query's characters left to right; with `preferWordStarts`, a run is continued
-// first and a word start is preferred to the first plain occurrence.
+// Picks the compacted query's characters left to right from the one at `index` on, after the
+// picks of `walk`, at `from` or later; with `preferWordStarts`, a run is continued first and a word
+// start is preferred to the first plain occurrence.
 template <typename Target>
-std::optional<ScatterWalk> walkSubsequence(
-    const Pattern& pattern, const Target& target, bool preferWordStarts, std::vector<int>* indices)
+std::optional<ScatterWalk> continueWalk(const Pattern& pattern, const Target& target,
+    bool preferWordStarts, ScatterWalk walk, std::size_t index, std::uint32_t from,
+    std::vector<int>* indices)
 {
-    ScatterWalk walk;
     auto count = target.count();
-    std::uint32_t from = 0;
-    bool hasPick = false;
-    if (indices)
-        indices->clear();
-    for (auto character : pattern.compact) {
+    for (; index < pattern.compact.size(); ++index) {
+        auto character = pattern.compact[index];
         auto pick = count;
-        if (preferWordStarts && hasPick && from < count && target.at(from) == character) {
+        if (preferWordStarts && index && from < count && target.at(from) == character) {
             pick = from;
         } else {
             if (preferWordStarts)
@@ -206,19 +216,59 @@ std::optional<ScatterWalk> walkSubsequence(
                     return std::nullopt;
             }
         }
-        if (!hasPick)
-            walk.first = pick;
-        else if (pick == walk.last + 1)
-            ++walk.runs;
-        if (target.isWordStart(pick))
-            ++walk.starts;
-        walk.last = pick;
-        hasPick = true;
+        walk.add(index, pick, target.isWordStart(pick));
         from = pick + 1;
         if (indices)
             indices->push_back(static_cast<int>(pick));
     }
     return walk;
+}
+
+// A whole walk, from the first character on.
+template <typename Target>
+std::optional<ScatterWalk> walkSubsequence(
+    const Pattern& pattern, const Target& target, bool preferWordStarts, std::vector<int>* indices)
+{
+    if (indices)
+        indices->clear();
+    return continueWalk(pattern, target, preferWordStarts, {}, 0, 0, indices);
+}
+
+struct ScatterWalks {
+    std::optional<ScatterWalk> plain {};
+    std::optional<ScatterWalk> preferring {};
+};
+
+// Both walks, sharing their picks for as long as they agree: while the plain walk's pick continues
+// a run or starts a word, the preferring walk takes it too, and it takes another only when a word
+// start after it holds the character.
+template <typename Target> ScatterWalks walkBoth(const Pattern& pattern, const Target& target)
+{
+    auto count = target.count();
+    ScatterWalk walk;
+    std::uint32_t from = 0;
+    for (std::size_t index = 0; index < pattern.compact.size(); ++index) {
+        auto character = pattern.compact[index];
+        auto pick = target.find(character, from);
+        if (pick >= count)
+            return {};
+        bool isWordStart = target.isWordStart(pick);
+        if (!isWordStart && !(index && pick == from)) {
+            auto start = findWordStart(target, character, pick + 1);
+            if (start < count) {
+                auto plain = walk;
+                plain.add(index, pick, false);
+                auto preferring = walk;
+                preferring.add(index, start, true);
+                return { continueWalk(pattern, target, false, plain, index + 1, pick + 1, nullptr),
+                    continueWalk(
+                        pattern, target, true, preferring, index + 1, start + 1, nullptr) };
+            }
+        }
+        walk.add(index, pick, isWordStart);
+        from = pick + 1;
+    }
+    return { walk, walk };
 }
 
 inline double scatterScore(const ScatterWalk& walk, std::size_t picked, std::uint32_t targetCount)
@@ -295,10 +345,9 @@ std::optional<double> scoreScattered(const Pattern& pattern, const Target& targe
         return std::nullopt;
     // The preferring walk can run out where the plain one does not: a word start taken early may
     // leave no room for the rest.
-    auto plain = walkSubsequence(pattern, target, false, nullptr);
+    auto [plain, preferred] = walkBoth(pattern, target);
     if (!plain)
         return std::nullopt;
-    auto preferred = walkSubsequence(pattern, target, true, nullptr);
     double plainScore = scatterScore(*plain, compactCount, count);
     double preferredScore = preferred ? scatterScore(*preferred, compactCount, count) : 0;
     bool plainWins = plainScore > preferredScore;

@@ -363,6 +363,35 @@ TEST(FuzzyMatcher, ShortAsciiTargetsCountWordStartsLikeTheirBytes)
     }
 }
 
+// The scattered stage walks both ways at once, sharing picks while the two agree: random lines
+// and queries over a few letters, cases, digits and separators give the same two walks as
+// walking each way alone, on prepared records and on bytes.
+TEST(FuzzyMatcher, BothScatteredWalksAtOnceAgreeWithEachWalkAlone)
+{
+    std::mt19937 random(23);
+    auto pick = [&](const std::string& from, std::size_t length) {
+        std::string text;
+        while (text.size() < length)
+            text += from[random() % from.size()];
+        return text;
+    };
+    for (int round = 0; round < 5000; ++round) {
+        auto text = pick("abAB1 -_/.", random() % 90);
+        auto query = pick("abAB1 ", 1 + random() % 6);
+        SCOPED_TRACE(query + " / " + text);
+        auto pattern = FuzzyMatcher::makePattern(makeQueryText(query));
+        auto check = [&](const auto& target) {
+            using namespace FuzzyMatcher::Detail;
+            auto both = walkBoth(pattern, target);
+            ASSERT_EQ(both.plain, walkSubsequence(pattern, target, false, nullptr));
+            ASSERT_EQ(both.preferring, walkSubsequence(pattern, target, true, nullptr));
+        };
+        auto prepared = makeMatchText(text);
+        check(FuzzyMatcher::MatchTextTarget(prepared));
+        check(FuzzyMatcher::AsciiTarget(text.data(), static_cast<std::uint32_t>(text.size())));
+    }
+}
+
 // Long ASCII lines count their word starts sixteen bytes at a time: random lines of up to 300
 // characters over every class of byte count and score as prepared records do.
 TEST(FuzzyMatcher, LongAsciiTargetsCountAndScoreLikePreparedRecords)

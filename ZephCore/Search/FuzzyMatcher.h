@@ -527,11 +527,9 @@ public:
         // Sixteen bytes at a time, each block's first after the last of the one before.
         unsigned before = Ascii::Detail::separator;
         for (; position + 16 <= m_count; position += 16) {
-            Ascii::ClassMasks classes;
-            Ascii::addClasses(
-                _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_bytes + position)), 0, classes);
-            starts += static_cast<std::uint32_t>(
-                std::popcount(Ascii::wordStarts(classes, before) & 0xFFFF));
+            auto block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_bytes + position));
+            starts
+                += static_cast<std::uint32_t>(std::popcount(Ascii::blockWordStarts(block, before)));
             before = Ascii::Detail::classes[m_bytes[position + 15]];
         }
 #endif

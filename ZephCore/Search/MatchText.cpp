@@ -284,9 +284,7 @@ void findLatinWordStarts(
             auto block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + offset));
             if (auto ascii = std::min<unsigned>(
                     asciiLead(block), static_cast<unsigned>(latinText.size() - offset))) {
-                Ascii::ClassMasks classes;
-                Ascii::addClasses(block, 0, classes);
-                append(Ascii::wordStarts(classes, previous) & ((1u << ascii) - 1), ascii);
+                append(Ascii::blockWordStarts(block, previous) & ((1u << ascii) - 1), ascii);
                 previous = Ascii::Detail::classes[bytes[offset + ascii - 1]];
                 offset += ascii;
                 continue;

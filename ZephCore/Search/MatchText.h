@@ -203,6 +203,15 @@ inline void addClasses(__m128i block, unsigned shift, ClassMasks& classes)
     classes.digits |= gather(bytesIn<ByteRange { '0', '9' }>(block));
 }
 
+// The word starts of a block of sixteen ASCII bytes, bit i for byte i, the first after a
+// character of class `before`.
+inline std::uint64_t blockWordStarts(__m128i block, unsigned before)
+{
+    ClassMasks classes;
+    addClasses(block, 0, classes);
+    return wordStarts(classes, before) & 0xFFFF;
+}
+
 // fold() on each of sixteen ASCII bytes.
 inline __m128i foldBlock(__m128i block)
 {

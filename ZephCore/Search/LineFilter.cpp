@@ -16,8 +16,10 @@ namespace zeph {
 
 namespace {
 
-// Below this many items, starting threads costs more than it saves.
+// Below this many items to search, or hits to put in order, starting threads costs more than it
+// saves.
 constexpr std::size_t itemsPerThread = 50'000;
+constexpr std::size_t hitsPerThread = 8192;
 constexpr std::uint32_t chunkSize = 8192;
 // Below this many bytes, the input is prepared on one thread.
 constexpr std::size_t bytesPerThread = std::size_t { 4 } << 20;
@@ -511,10 +513,35 @@ bool LineFilter::precedes(const Hit& a, const Hit& b) const
     return order ? order < 0 : precedesById(a.item, b.item);
 }
 
-bool LineFilter::precedes(const Tie& a, const Tie& b) const
+namespace {
+
+// The eight bytes of `key` from `depth` on, folded, as one number that orders as they do, short
+// keys padded with zeros.
+inline std::uint64_t keyWord(std::string_view key, std::size_t depth)
 {
-    int order = a.sortKey.compare(b.sortKey);
-    return order ? order < 0 : precedesById(a.item, b.item);
+    std::uint64_t word = 0;
+    if (key.size() >= depth + 8)
+        std::memcpy(&word, key.data() + depth, 8);
+    else if (key.size() > depth)
+        std::memcpy(&word, key.data() + depth, key.size() - depth);
+    return __builtin_bswap64(Ascii::foldWord(word));
+}
+
+} // namespace
+
+bool LineFilter::precedes(const Tie& a, const Tie& b, std::size_t depth) const
+{
+    // Eight bytes at a time: a shorter key pads with zeros and is then settled by its length.
+    auto longer = std::max(a.sortKey.size(), b.sortKey.size());
+    for (; depth < longer; depth += 8) {
+        auto wordA = keyWord(a.sortKey, depth);
+        auto wordB = keyWord(b.sortKey, depth);
+        if (wordA != wordB)
+            return wordA < wordB;
+    }
+    if (a.sortKey.size() != b.sortKey.size())
+        return a.sortKey.size() < b.sortKey.size();
+    return precedesById(a.item, b.item);
 }
 
 // Ids are line numbers as text, so "10" comes before "9".
@@ -749,22 +776,6 @@ std::vector<LineFilter::Hit> LineFilter::search(const QueryText& query, const Op
     return hits;
 }
 
-namespace {
-
-// The eight bytes of `key` from `depth` on as one number that orders as they do, short keys
-// padded with zeros.
-std::uint64_t keyWord(std::string_view key, std::size_t depth)
-{
-    std::uint64_t word = 0;
-    if (key.size() >= depth + 8)
-        std::memcpy(&word, key.data() + depth, 8);
-    else if (key.size() > depth)
-        std::memcpy(&word, key.data() + depth, key.size() - depth);
-    return __builtin_bswap64(word);
-}
-
-} // namespace
-
 // A multikey quicksort on eight bytes at a time: the long beginnings that paths share are read
 // once a level for a whole run, instead of once a comparison.
 void LineFilter::sortTies(Tie* begin, Tie* end, std::size_t depth, int levelsLeft) const
@@ -798,7 +809,9 @@ void LineFilter::sortTies(Tie* begin, Tie* end, std::size_t depth, int levelsLef
         for (Tie* tie = begin; tie != end; ++tie)
             tie->word = keyWord(tie->sortKey, depth);
     }
-    std::sort(begin, end, [this](const Tie& a, const Tie& b) { return precedes(a, b); });
+    std::sort(begin, end, [&](const Tie& a, const Tie& b) {
+        return a.word != b.word ? a.word < b.word : precedes(a, b, depth + 8);
+    });
 }
 
 // A whole run brings up to millions of hits, but only hundreds of distinct scores and counts: a
@@ -882,8 +895,9 @@ void LineFilter::orderTies(std::vector<Hit>& hits, unsigned threads) const
         return a.score == b.score && a.characterCount == b.characterCount;
     };
     auto orderRuns = [&](std::size_t begin, std::size_t end) {
-        // The titles of a run are looked up once and turned into sort keys, which compare as plain
-        // bytes however long the prefix that paths share.
+        // The titles of a run are looked up once. An ASCII title is its own sort key, folded as it
+        // is read; the others are turned into keys (lower-cased already, so that folding leaves
+        // them as they are). Keys compare as plain bytes however long the prefix that paths share.
         std::vector<Tie> ties;
         std::string keys;
         std::vector<std::size_t> keyEnds;
@@ -902,16 +916,24 @@ void LineFilter::orderTies(std::vector<Hit>& hits, unsigned threads) const
             auto run = std::span(hits).subspan(begin, runEnd - begin);
             for (auto& hit : run)
                 ties.push_back(Tie { hit.item });
+            std::size_t visited = 0;
             forEachTitle(run, [&](std::string_view title) {
-                Ranker::appendSortKey(title, keys);
-                keyEnds.push_back(keys.size());
+                auto& tie = ties[visited++];
+                if (static_cast<Storage>(m_index.lines[tie.item].storage) == Storage::ascii) {
+                    tie.sortKey = title;
+                } else {
+                    Ranker::appendSortKey(title, keys);
+                    keyEnds.push_back(keys.size());
+                }
             });
-            // Views only now, when the keys no longer move.
-            for (std::size_t index = 0, offset = 0; index < ties.size();
-                 offset = keyEnds[index++]) {
-                ties[index].sortKey
-                    = std::string_view(keys).substr(offset, keyEnds[index] - offset);
-                ties[index].word = keyWord(ties[index].sortKey, 0);
+            // Views of the made keys only now, when they no longer move.
+            for (std::size_t index = 0, made = 0, offset = 0; index < ties.size(); ++index) {
+                auto& tie = ties[index];
+                if (!tie.sortKey.data()) {
+                    tie.sortKey = std::string_view(keys).substr(offset, keyEnds[made] - offset);
+                    offset = keyEnds[made++];
+                }
+                tie.word = keyWord(tie.sortKey, 0);
             }
             // Past twice the levels of a balanced sort, and 64 more for long shared beginnings,
             // what is left goes to a plain sort.
@@ -923,7 +945,7 @@ void LineFilter::orderTies(std::vector<Hit>& hits, unsigned threads) const
     };
     // Each thread takes a share that starts and ends at the edge of a run.
     threads = static_cast<unsigned>(
-        std::min<std::size_t>(threads, std::max<std::size_t>(1, hits.size() / itemsPerThread)));
+        std::min<std::size_t>(threads, std::max<std::size_t>(1, hits.size() / hitsPerThread)));
     std::vector<std::size_t> bounds { 0 };
     for (unsigned index = 1; index < threads; ++index) {
         auto split = std::max(bounds.back(), hits.size() * index / threads);

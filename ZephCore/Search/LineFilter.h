@@ -117,12 +117,13 @@ private:
     // What orders hits of equal scores and counts.
     struct Tie {
         std::uint32_t item = 0;
-        std::string_view sortKey {}; // Ranker::appendSortKey's.
+        std::string_view sortKey {}; // An ASCII title, or Ranker::appendSortKey's; read folded.
         std::uint64_t word = 0; // Eight bytes of the key, at the depth that sortTies has reached.
     };
     bool precedes(const Hit& a, const Hit& b) const;
     const char* titleStart(std::uint32_t item) const;
-    bool precedes(const Tie& a, const Tie& b) const;
+    // Of ties whose keys are the same up to `depth`.
+    bool precedes(const Tie& a, const Tie& b, std::size_t depth) const;
     bool precedesById(std::uint32_t a, std::uint32_t b) const;
     static std::vector<Hit> inOrderOfNumbers(const std::vector<Worker>& workers);
     void orderTies(std::vector<Hit>& hits, unsigned threads) const;

@@ -151,12 +151,15 @@ template <typename Worker, typename Work> void inParallel(std::vector<Worker>& w
 } // namespace
 
 // The best scores that lines of up to a few hundred characters could reach, worked out once a
-// search: every line that holds the query's letters is bounded before it is looked at.
+// search: every line that holds the query's letters is bounded by its length and lead before it
+// is looked at.
 struct LineFilter::Bounds {
     static constexpr std::uint32_t countLimit = 256;
 
     explicit Bounds(const FuzzyMatcher::Pattern& searched)
         : pattern(searched)
+        , queryLead(
+              searched.chars[0] < 0x80 ? static_cast<std::uint8_t>(searched.chars[0]) : unknownLead)
     {
         auto otherFirst = pattern.chars[0] + 1;
         for (std::uint32_t count = 0; count < countLimit; ++count) {
@@ -164,19 +167,17 @@ struct LineFilter::Bounds {
             anotherFirst[count] = FuzzyMatcher::bestPossibleScore(pattern, count, otherFirst);
         }
     }
-    double best(std::uint32_t count) const
+    double best(std::uint32_t count, std::uint8_t lead) const
     {
-        return count < countLimit ? anyFirst[count]
-                                  : FuzzyMatcher::bestPossibleScore(pattern, count);
-    }
-    double best(std::uint32_t count, Character first) const
-    {
-        if (count >= countLimit)
-            return FuzzyMatcher::bestPossibleScore(pattern, count, first);
-        return first == pattern.chars[0] ? anyFirst[count] : anotherFirst[count];
+        bool anyLead = lead == queryLead || lead == unknownLead;
+        if (count < countLimit) [[likely]]
+            return anyLead ? anyFirst[count] : anotherFirst[count];
+        return anyLead ? FuzzyMatcher::bestPossibleScore(pattern, count)
+                       : FuzzyMatcher::bestPossibleScore(pattern, count, lead);
     }
 
     const FuzzyMatcher::Pattern& pattern;
+    std::uint8_t queryLead;
     double anyFirst[countLimit];
     double anotherFirst[countLimit];
 };
@@ -329,7 +330,7 @@ void LineFilter::Segment::addLines(std::string_view input, std::size_t begin, st
         Line line { .mask = mask, .offset = lineStart };
         line.characterCount = static_cast<std::uint32_t>(length);
         line.storage = static_cast<std::uint32_t>(Storage::ascii);
-        lines.push_back(line);
+        addLine(line, Ascii::fold(bytes[lineStart]));
     }
 }
 
@@ -342,7 +343,8 @@ void LineFilter::Segment::addNonAsciiLine(
         Line line { .mask = mask, .offset = offset };
         line.characterCount = *count;
         line.storage = static_cast<std::uint32_t>(Storage::latin);
-        lines.push_back(line);
+        auto first = static_cast<unsigned char>(text[0]);
+        addLine(line, first < 0x80 ? Ascii::fold(first) : unknownLead);
         return;
     }
     WideLine wide { .textOffset = offset, .textLength = static_cast<std::uint32_t>(text.size()) };
@@ -382,7 +384,8 @@ void LineFilter::Segment::addFoldedLine(std::string_view text, Line line, WideLi
         setBits(wordStarts32.data(), wide.charOffset, scratch.wordStart);
     }
     wideLines.push_back(wide);
-    lines.push_back(line);
+    addLine(line,
+        !chars.empty() && chars[0] < 0x80 ? static_cast<std::uint8_t>(chars[0]) : unknownLead);
 }
 
 void LineFilter::Segment::append(Segment&& other)
@@ -414,6 +417,7 @@ void LineFilter::Segment::append(Segment&& other)
         }
         lines.push_back(line);
     }
+    leads.append(other.leads.data(), other.leads.size());
     for (auto before : other.emptyLinesBefore)
         emptyLinesBefore.push_back(before + lineBase);
 }
@@ -554,21 +558,9 @@ bool LineFilter::precedesById(std::uint32_t a, std::uint32_t b) const
     return std::string_view(idA, endA) < std::string_view(idB, endB);
 }
 
-bool LineFilter::fallsShort(const Worker& worker, const Line& line, double floor) const
+bool LineFilter::fallsShort(const Worker& worker, std::uint32_t item, double floor) const
 {
-    auto& pattern = worker.pattern;
-    // Below an acronym's best, only a line too short for the compacted query falls short: any
-    // other may be an acronym, whatever its length and first character.
-    if (floor <= FuzzyMatcher::ceilingOf(FuzzyMatcher::Band::acronymOrSubstring))
-        return floor > 0 && line.characterCount < pattern.compact.size();
-    if (worker.bounds.best(line.characterCount) < floor)
-        return true;
-    // Lines matched on their own bytes tell the first character cheaply when it is ASCII.
-    auto storage = static_cast<Storage>(line.storage);
-    if (storage != Storage::ascii && storage != Storage::latin)
-        return false;
-    auto first = static_cast<unsigned char>(m_input.text()[line.offset]);
-    return first < 0x80 && worker.bounds.best(line.characterCount, Ascii::fold(first)) < floor;
+    return worker.bounds.best(m_index.lines[item].characterCount, m_index.leads[item]) < floor;
 }
 
 void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
@@ -576,9 +568,12 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
 {
     auto& pattern = worker.pattern;
     // The class masks are tested a block of lines at a time, without a branch: whether a line
-    // holds the query's letters is a coin toss that a branch would often guess wrong.
+    // holds the query's letters is a coin toss that a branch would often guess wrong. So are the
+    // bounds of the lines that hold them, once the floor is high enough for length and lead to
+    // tell; a line that falls short stays a candidate, its match undecided.
     constexpr std::uint32_t blockSize = 256;
     std::uint32_t holding[blockSize];
+    std::uint32_t fallingShort[blockSize];
     for (auto blockBegin = begin; blockBegin < end; blockBegin += blockSize) {
         auto blockEnd = std::min(end, blockBegin + blockSize);
         std::uint32_t holdingCount = 0;
@@ -587,6 +582,22 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
             holding[holdingCount] = item;
             holdingCount += (m_index.lines[item].mask & pattern.mask) == pattern.mask;
         }
+        if (worker.floor > FuzzyMatcher::ceilingOf(FuzzyMatcher::Band::acronymOrSubstring)) {
+            std::uint32_t keptCount = 0;
+            std::uint32_t shortCount = 0;
+            for (std::uint32_t held = 0; held < holdingCount; ++held) {
+                auto item = holding[held];
+                bool isShort = fallsShort(worker, item, worker.floor);
+                holding[keptCount] = item;
+                keptCount += !isShort;
+                fallingShort[shortCount] = item;
+                shortCount += isShort;
+            }
+            holdingCount = keptCount;
+            worker.candidates.insert(
+                worker.candidates.end(), fallingShort, fallingShort + shortCount);
+        }
+        // The floor may rise within the block, so each line is bounded again.
         for (std::uint32_t held = 0; held < holdingCount; ++held)
             searchLine(worker, holding[held], lowest);
     }
@@ -596,16 +607,15 @@ void LineFilter::searchLine(Worker& worker, std::uint32_t item, FuzzyMatcher::Ba
 {
     using FuzzyMatcher::Band;
     auto& pattern = worker.pattern;
-    auto& line = m_index.lines[item];
     // An item pruned before its match was decided stays a candidate for the next keystroke.
-    if (fallsShort(worker, line, worker.floor)) {
+    if (fallsShort(worker, item, worker.floor)) {
         worker.candidates.push_back(item);
         return;
     }
     // Its length and first character may keep a line out of the first look's bands: it
     // waits for a later look, without a target made for nothing.
     if (lowest < Band::acronymOrSubstring && worker.floor < FuzzyMatcher::floorOf(lowest)
-        && fallsShort(worker, line, FuzzyMatcher::floorOf(lowest))) {
+        && fallsShort(worker, item, FuzzyMatcher::floorOf(lowest))) {
         worker.candidates.push_back(item);
         deferPast(worker, item, lowest);
         return;

@@ -87,8 +87,14 @@ private:
     };
     // The prepared lines of one stretch of the input; stretches are prepared on their own threads
     // and then joined into one.
+    // A line's lead when its first character is not ASCII, or when only its folded form would
+    // tell.
+    static constexpr std::uint8_t unknownLead = 0x80;
     struct Segment {
         MappedVector<Line> lines {};
+        // The first character of each line, folded, when it is ASCII, or unknownLead: apart from
+        // the lines, so that bounding every line reads a byte of it and no text.
+        MappedVector<std::uint8_t> leads {};
         std::vector<WideLine> wideLines {};
         std::vector<std::uint8_t> folded8 {};
         std::vector<std::uint64_t> wordStarts8 {};
@@ -102,7 +108,13 @@ private:
         Segment() = default;
         explicit Segment(std::size_t lineCapacity)
             : lines(lineCapacity)
+            , leads(lineCapacity)
         {
+        }
+        void addLine(Line line, std::uint8_t lead)
+        {
+            lines.push_back(line);
+            leads.push_back(lead);
         }
         void addLines(std::string_view input, std::size_t begin, std::size_t end);
         // The line's first `asciiPrefix` bytes are ASCII, and their class bits are in `mask`.
@@ -133,7 +145,7 @@ private:
     template <typename Visit>
     auto withTarget(const FuzzyMatcher::Pattern& pattern, std::uint32_t item, Visit&& visit) const;
     // True when no stage could score the line at `floor` or above.
-    inline bool fallsShort(const Worker& worker, const Line& line, double floor) const;
+    inline bool fallsShort(const Worker& worker, std::uint32_t item, double floor) const;
     void searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
         std::uint32_t end, FuzzyMatcher::Band lowest) const;
     // One line whose class mask holds the query's: a first look down to `lowest`, or a wait

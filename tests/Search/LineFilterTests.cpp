@@ -198,8 +198,11 @@ TEST(LineFilter, AnAnswerWithRoomForSomeIsTheWholeAnswersBeginning)
 {
     // Enough lines that the search first guesses, from a sample, how far down the stages it must
     // go; queries whose best band holds a few, some or many of them, so that guesses go both ways.
+    // Lines are bounded by their length and first character, which some of them begin with a
+    // letter beyond ASCII (Latin or not) or with a cluster that folds to one in ASCII.
     const char* const words[] = { "sample", "Safari", "essay", "share", "Été", "cafe", "usr",
-        "Terminal", "set", "settings", "doc", "libpython", "Zoë", "a", "b", "xerox" };
+        "Terminal", "set", "settings", "doc", "libpython", "Zoë", "a", "b", "xerox", "E\u0301cole",
+        "\u03A9mega" };
     // Every third line holds "qz", and it begins only those that an evenly spread sample of 512
     // sees: the guess for "qz" goes too far up, and what it passed over must still be found.
     constexpr std::uint32_t lineCount = 12'000;
@@ -231,7 +234,7 @@ TEST(LineFilter, AnAnswerWithRoomForSomeIsTheWholeAnswersBeginning)
     }
     LineFilter filter { InputBuffer(std::move(text)) };
     for (auto query : { "e", "s", "sa", "sample", "cafe", "ete", "set", "usrshr", "a b", "sf",
-             "zoe", "libpy", "xsx", "qz" }) {
+             "zoe", "libpy", "xsx", "qz", "ecole", "\u03C9", "omega" }) {
         filter.forgetPreviousQuery();
         auto whole = filtered(filter, query, {});
         for (std::size_t limit : { 1, 7, 64, 256, 3000 }) {

@@ -7,6 +7,8 @@ Pattern makePattern(const QueryText& query)
     Pattern pattern { .chars = query.chars, .compact = query.compact };
     for (auto character : query.compact)
         pattern.mask |= characterClassBit(character);
+    for (auto character : query.chars)
+        pattern.charsMask |= characterClassBit(character);
     for (auto character : query.chars) {
         if (character >= 0x80 || pattern.asciiSlots[character] != Pattern::noSlot
             || pattern.asciiCharacters.size() == Pattern::maxAsciiSlots)

@@ -32,6 +32,7 @@ struct Pattern {
     std::u32string chars {};
     std::u32string compact {};
     std::uint64_t mask = 0; // The character classes of `compact`.
+    std::uint64_t charsMask = 0; // Of `chars`, spaces included.
     // The first eight distinct ASCII characters of `chars`, spaces included, each with its slot
     // in `asciiSlots`, for targets that keep a bit mask of each one's positions.
     static constexpr std::uint8_t noSlot = 0xFF;
@@ -362,10 +363,12 @@ std::optional<double> scoreScattered(const Pattern& pattern, const Target& targe
 // Scores a target through the six stages, or yields nothing when it does not match or when the
 // first stage that succeeds scores below `floor` (the bands never overlap, so no later stage could
 // do better). Fills `indices` only when it is given. The stages of bands before `firstBand` are
-// skipped: the caller knows that the target scores below them, or below its floor.
+// skipped: the caller knows that the target scores below them, or below its floor. Without
+// `mayOccur`, the caller knows that the target holds no occurrence of the query (it lacks one of
+// its characters, a space say), and the literal stages are skipped.
 template <typename Target>
 std::optional<double> score(const Pattern& pattern, const Target& target, double floor = 0,
-    std::vector<int>* indices = nullptr, Band firstBand = Band::exactOrPrefix)
+    std::vector<int>* indices = nullptr, Band firstBand = Band::exactOrPrefix, bool mayOccur = true)
 {
     using namespace Detail;
     auto count = target.count();
@@ -378,10 +381,11 @@ std::optional<double> score(const Pattern& pattern, const Target& target, double
     double ratio = static_cast<double>(queryCount) / static_cast<double>(count);
 
     // The literal stages: exact, prefix, word start, and (after the acronym) substring.
+    mayOccur = mayOccur && queryCount <= count;
     std::uint32_t firstOccurrence = count;
     bool occurrenceSought = false;
     auto lastStart = static_cast<std::uint32_t>(count - std::min<std::size_t>(count, queryCount));
-    if (queryCount <= count && firstBand <= Band::wordStart) {
+    if (mayOccur && firstBand <= Band::wordStart) {
         if (firstBand == Band::exactOrPrefix) {
             double exactOrPrefix = queryCount == count ? 1.0 : 0.9 + 0.08 * ratio;
             if (exactOrPrefix < floor)
@@ -426,7 +430,7 @@ std::optional<double> score(const Pattern& pattern, const Target& target, double
     }
 
     // Known to hold no occurrence at a word start, the target's first occurrence is enough.
-    if (queryCount <= count && !occurrenceSought)
+    if (mayOccur && !occurrenceSought)
         firstOccurrence = findOccurrence(pattern, target, 1);
     if (firstOccurrence < count) {
         double substring = 0.62 + 0.05 * ratio;

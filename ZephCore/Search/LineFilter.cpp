@@ -633,8 +633,12 @@ void LineFilter::scoreInBands(Worker& worker, std::uint32_t item, const Target& 
     FuzzyMatcher::Band from, FuzzyMatcher::Band lowest) const
 {
     using FuzzyMatcher::Band;
+    auto& pattern = worker.pattern;
     auto floor = std::max(worker.floor, FuzzyMatcher::floorOf(lowest));
-    if (auto score = FuzzyMatcher::score(worker.pattern, target, floor, nullptr, from)) {
+    // A line without one of the query's characters (a space, say) holds no occurrence of it.
+    bool mayOccur = pattern.charsMask == pattern.mask
+        || (m_index.lines[item].mask & pattern.charsMask) == pattern.charsMask;
+    if (auto score = FuzzyMatcher::score(pattern, target, floor, nullptr, from, mayOccur)) {
         keep(worker, Hit { *score, item, target.count() });
         return;
     }

@@ -407,7 +407,10 @@ std::optional<double> score(const Pattern& pattern, const Target& target, double
 
     if (acronymCeiling < floor)
         return std::nullopt;
-    {
+    // A query of one character that no word start holds past the first position (the word-start
+    // stage looked) nor the first (the prefix stage did) is no acronym either.
+    bool acronymRuledOut = queryCount == 1 && occurrenceSought && firstBand == Band::exactOrPrefix;
+    if (!acronymRuledOut) {
         // Each character of the query at the next word start that holds it.
         std::size_t matched = 0;
         if (indices)

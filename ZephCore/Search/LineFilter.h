@@ -19,7 +19,7 @@ namespace zeph {
 //
 // Lines of ASCII or Latin text (every scalar below U+0300), nearly all lines in practice, are
 // matched on their own bytes, folded and split into words on the fly, so that the index costs
-// sixteen bytes a line. Other lines keep their folded characters (one byte each when every code
+// seventeen bytes a line. Other lines keep their folded characters (one byte each when every code
 // is below 256) and a bit array of word starts. A large input is prepared in stretches on all
 // cores. Not safe for concurrent searches.
 class LineFilter {

@@ -158,8 +158,7 @@ struct LineFilter::Bounds {
 
     explicit Bounds(const FuzzyMatcher::Pattern& searched)
         : pattern(searched)
-        , queryLead(
-              searched.chars[0] < 0x80 ? static_cast<std::uint8_t>(searched.chars[0]) : unknownLead)
+        , queryLead(leadOf(searched.chars[0]))
     {
         auto otherFirst = pattern.chars[0] + 1;
         for (std::uint32_t count = 0; count < countLimit; ++count) {
@@ -330,7 +329,7 @@ void LineFilter::Segment::addLines(std::string_view input, std::size_t begin, st
         Line line { .mask = mask, .offset = lineStart };
         line.characterCount = static_cast<std::uint32_t>(length);
         line.storage = static_cast<std::uint32_t>(Storage::ascii);
-        addLine(line, Ascii::fold(bytes[lineStart]));
+        addLine(line, leadOf(Ascii::fold(bytes[lineStart])));
     }
 }
 
@@ -343,8 +342,8 @@ void LineFilter::Segment::addNonAsciiLine(
         Line line { .mask = mask, .offset = offset };
         line.characterCount = *count;
         line.storage = static_cast<std::uint32_t>(Storage::latin);
-        auto first = static_cast<unsigned char>(text[0]);
-        addLine(line, first < 0x80 ? Ascii::fold(first) : unknownLead);
+        // A first byte beyond ASCII leads a Latin letter, whose fold only the table knows.
+        addLine(line, leadOf(Ascii::fold(static_cast<unsigned char>(text[0]))));
         return;
     }
     WideLine wide { .textOffset = offset, .textLength = static_cast<std::uint32_t>(text.size()) };
@@ -384,8 +383,7 @@ void LineFilter::Segment::addFoldedLine(std::string_view text, Line line, WideLi
         setBits(wordStarts32.data(), wide.charOffset, scratch.wordStart);
     }
     wideLines.push_back(wide);
-    addLine(line,
-        !chars.empty() && chars[0] < 0x80 ? static_cast<std::uint8_t>(chars[0]) : unknownLead);
+    addLine(line, chars.empty() ? unknownLead : leadOf(chars[0]));
 }
 
 void LineFilter::Segment::append(Segment&& other)

@@ -85,15 +85,18 @@ private:
         std::uint32_t charOffset = 0; // Into the folded arena of its storage.
         std::uint32_t isRepaired = 0;
     };
+    // A line's lead: its first character, folded, when that is ASCII; else unknownLead.
+    static constexpr std::uint8_t unknownLead = 0x80;
+    static constexpr std::uint8_t leadOf(Character folded)
+    {
+        return folded < 0x80 ? static_cast<std::uint8_t>(folded) : unknownLead;
+    }
     // The prepared lines of one stretch of the input; stretches are prepared on their own threads
     // and then joined into one.
-    // A line's lead when its first character is not ASCII, or when only its folded form would
-    // tell.
-    static constexpr std::uint8_t unknownLead = 0x80;
     struct Segment {
         MappedVector<Line> lines {};
-        // The first character of each line, folded, when it is ASCII, or unknownLead: apart from
-        // the lines, so that bounding every line reads a byte of it and no text.
+        // Each line's lead, apart from the lines, so that bounding every line reads a byte of it
+        // and no text.
         MappedVector<std::uint8_t> leads {};
         std::vector<WideLine> wideLines {};
         std::vector<std::uint8_t> folded8 {};

@@ -1,7 +1,9 @@
 // Arbitrary bytes as the input of `zeph filter`, its first line the query: every line is prepared
 // as the full rules prepare its repaired text, whichever shortcut it took, and a search finds
-// exactly the lines that match, best first, a limited search being the whole one's beginning.
+// exactly the lines that match, best first, a limited search being the whole one's beginning; and
+// the scanners that load the lines agree on every line of the bytes.
 #include "Search/LineFilter.h"
+#include "Search/LineScan.h"
 #include "Support/Text.h"
 #include "Support/Verify.h"
 
@@ -11,6 +13,13 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    for (std::size_t start = 0; start < size;) {
+        std::uint64_t mask = 0;
+        auto stop = zeph::LineScan::portable(data, start, size, mask);
+        std::uint64_t bestMask = 0;
+        zeph::verify(zeph::LineScan::best()(data, start, size, bestMask) == stop && bestMask == mask);
+        start = stop + 1;
+    }
     auto newline = bytes.find('\n');
     auto query = zeph::makeQueryText(bytes.substr(0, newline));
     zeph::LineFilter filter { zeph::InputBuffer(std::string(newline == std::string_view::npos ? std::string_view {} : bytes.substr(newline + 1))), 1 };

@@ -1,5 +1,6 @@
 #include "Search/LineFilter.h"
 
+#include "Search/LineScan.h"
 #include "Search/Ranker.h"
 #include "Support/Verify.h"
 
@@ -240,65 +241,16 @@ LineFilter::LineFilter(InputBuffer input, unsigned threads)
         m_index.append(std::move(other));
 }
 
-namespace {
-
-// The class bits of the first `count` (below eight) bytes of eight ASCII bytes. The bytes past
-// them read as NUL, so nearly every line holds NUL's class bit, which only ESC shares: a query
-// with either rules out fewer lines, and no answer changes.
-std::uint64_t asciiClassBitsOfFirst(std::uint64_t word, unsigned count)
-{
-    return asciiClassBitsOfWord(word & ((std::uint64_t { 1 } << (8 * count)) - 1));
-}
-
-// The class bits of eight ASCII bytes, each loaded on its own: cheaper than shifting each out of a
-// word that is already in a register.
-std::uint64_t asciiClassBitsAt(const unsigned char* bytes)
-{
-    auto bits = [&](unsigned index) { return asciiClassBits[bytes[index]]; };
-    return ((bits(0) | bits(1)) | (bits(2) | bits(3)))
-        | ((bits(4) | bits(5)) | (bits(6) | bits(7)));
-}
-
-// A high bit in each byte of `word` that is a line feed or not ASCII; the lowest is exact, those
-// above a line feed may not be.
-std::uint64_t stopBytes(std::uint64_t word)
-{
-    constexpr std::uint64_t ones = 0x0101'0101'0101'0101;
-    auto lineFeeds = word ^ (ones * '\n');
-    return ((lineFeeds - ones) & ~lineFeeds & Ascii::highBits) | (word & Ascii::highBits);
-}
-
-} // namespace
-
-// One pass, eight bytes at a time, finds each line's end and gathers its class bits, as long as
-// the line is ASCII; a line with other bytes is measured from its first one on.
+// One pass finds each line's end and gathers its class bits, as long as the line is ASCII; a line
+// with other bytes is measured from its first one on.
 void LineFilter::Segment::addLines(std::string_view input, std::size_t begin, std::size_t end)
 {
     const char* data = input.data();
     auto* bytes = reinterpret_cast<const unsigned char*>(data);
+    auto scan = LineScan::best();
     for (auto start = begin; start < end;) {
         std::uint64_t mask = 0;
-        auto offset = start;
-        // Stops at the line feed, the first byte beyond ASCII, or the end of the stretch.
-        for (;;) {
-            if (end - offset >= 8) {
-                std::uint64_t word;
-                std::memcpy(&word, bytes + offset, 8);
-                auto stops = stopBytes(word);
-                if (!stops) {
-                    mask |= asciiClassBitsAt(bytes + offset);
-                    offset += 8;
-                    continue;
-                }
-                auto count = static_cast<unsigned>(std::countr_zero(stops)) / 8;
-                mask |= asciiClassBitsOfFirst(word, count);
-                offset += count;
-                break;
-            }
-            if (offset == end || bytes[offset] == '\n' || bytes[offset] >= 0x80)
-                break;
-            mask |= asciiClassBits[bytes[offset++]];
-        }
+        auto offset = scan(bytes, start, end, mask);
         auto lineStart = static_cast<std::uint32_t>(start);
         if (offset < end && bytes[offset] >= 0x80) {
             auto* newline

@@ -74,8 +74,8 @@ private:
 
 // What preparing needs of a scalar below latinLimit, in one place for the hot loops.
 struct LatinCharacter {
+    std::uint64_t classBit = 0;
     char16_t folded = 0;
-    std::uint8_t classBitIndex = 0;
     std::uint8_t wordClass = 0; // Ascii::Detail's classes.
     bool isCarriageReturn = false;
 };
@@ -98,9 +98,8 @@ const LatinCharacter* latinCharacters()
             bool isSeparator
                 = scalar < 0x80 && Ascii::isSeparator(static_cast<unsigned char>(scalar));
             entries[scalar] = LatinCharacter {
+                .classBit = characterClassBit(latin.folded),
                 .folded = latin.folded,
-                .classBitIndex
-                = static_cast<std::uint8_t>(std::countr_zero(characterClassBit(latin.folded))),
                 .wordClass = static_cast<std::uint8_t>(
                     (isSeparator ? separator : 0) | wordClass(latin.properties)),
                 .isCarriageReturn = scalar == U'\r',
@@ -229,7 +228,7 @@ std::optional<std::uint32_t> measureLatinText(
         auto& latin = table[scalar];
         if (latin.folded > 0xFF)
             return std::nullopt;
-        classes |= std::uint64_t { 1 } << latin.classBitIndex;
+        classes |= latin.classBit;
     }
     mask = classes;
     return count;

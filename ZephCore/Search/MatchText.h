@@ -222,25 +222,25 @@ inline __m128i foldBlock(__m128i block)
 
 } // namespace Ascii
 
-// The character-class bit of a folded character: letters and digits have their own, other
-// ASCII characters share a few, and every non-ASCII character shares the top bit. A target whose
-// mask lacks a bit of the query's cannot contain the query.
+// The character-class bit of a folded character. An ASCII character's class is its low five bits
+// and its bit six: case goes, letters and digits keep classes of their own, punctuation nearly
+// so, and control characters share those of punctuation. NUL has none, so that bytes past the end
+// of a text can read as NUL; every non-ASCII character shares the class of '\\' and '|'. A target
+// whose mask lacks a bit of the query's cannot contain the query.
 constexpr std::uint64_t characterClassBit(Character folded)
 {
+    if (folded == 0)
+        return 0;
     if (folded >= 0x80)
-        return std::uint64_t { 1 } << 63;
-    if (folded >= 'a' && folded <= 'z')
-        return std::uint64_t { 1 } << (folded - 'a');
-    if (folded >= '0' && folded <= '9')
-        return std::uint64_t { 1 } << (26 + folded - '0');
-    return std::uint64_t { 1 } << (36 + folded % 27);
+        return std::uint64_t { 1 } << 60;
+    return std::uint64_t { 1 } << ((folded & 0x1F) | (folded & 0x40) >> 1);
 }
 
-// The class bit of each raw ASCII byte, after folding.
+// The class bit of each ASCII byte; folding would change none.
 inline constexpr auto asciiClassBits = [] {
     std::array<std::uint64_t, 128> bits {};
     for (unsigned byte = 0; byte < bits.size(); ++byte)
-        bits[byte] = characterClassBit(Ascii::fold(static_cast<unsigned char>(byte)));
+        bits[byte] = characterClassBit(byte);
     return bits;
 }();
 

@@ -80,6 +80,7 @@ void keystroke(benchmark::State& state, const char* corpus, const char* query)
         return;
     }
     zeph::LineFilter filter(std::move(*input));
+    filter.prepareForTyping();
     auto queryText = zeph::makeQueryText(query);
     zeph::LineFilter::Options options { .limit = 256 };
     for (auto _ : state) {

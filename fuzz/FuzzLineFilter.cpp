@@ -1,7 +1,8 @@
 // Arbitrary bytes as the input of `zeph filter`, its first line the query: every line is prepared
 // as the full rules prepare its repaired text, whichever shortcut it took, and a search finds
-// exactly the lines that match, best first, a limited search being the whole one's beginning; and
-// the scanners that load the lines agree on every line of the bytes.
+// exactly the lines that match, best first, a limited search being the whole one's beginning, with
+// or without the lines prepared for typing; and the scanners that load the lines agree on every
+// line of the bytes.
 #include "Search/LineFilter.h"
 #include "Search/LineScan.h"
 #include "Support/Text.h"
@@ -45,5 +46,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     zeph::verify(first.size() == std::min<std::size_t>(3, hits.size()));
     for (std::size_t index = 0; index < first.size(); ++index)
         zeph::verify(first[index] == hits[index]);
+    // Prepared for typing, a search passes over lines and finds the same.
+    filter.prepareForTyping(1);
+    filter.forgetPreviousQuery();
+    zeph::verify(filter.search(query, { .limit = 3 }) == first);
     return 0;
 }

@@ -83,6 +83,7 @@ int measure(LineFilter& filter, const FilterOptions& options, const LineFilter::
         prepared.push_back(makeQueryText(query));
     std::vector<std::vector<double>> times(queries.size());
     std::vector<std::size_t> matches(queries.size());
+    filter.prepareForTyping(options.threads);
     auto start = Clock::now();
     std::size_t iterations = 0;
     do {

@@ -365,10 +365,12 @@ std::optional<double> scoreScattered(const Pattern& pattern, const Target& targe
 // do better). Fills `indices` only when it is given. The stages of bands before `firstBand` are
 // skipped: the caller knows that the target scores below them, or below its floor. Without
 // `mayOccur`, the caller knows that the target holds no occurrence of the query (it lacks one of
-// its characters, a space say), and the literal stages are skipped.
+// its characters, a space say), and the literal stages are skipped; without `mayBeAcronym`, that
+// its word starts lack one of the query's characters, and the acronym stage is skipped.
 template <typename Target>
 std::optional<double> score(const Pattern& pattern, const Target& target, double floor = 0,
-    std::vector<int>* indices = nullptr, Band firstBand = Band::exactOrPrefix, bool mayOccur = true)
+    std::vector<int>* indices = nullptr, Band firstBand = Band::exactOrPrefix, bool mayOccur = true,
+    bool mayBeAcronym = true)
 {
     using namespace Detail;
     auto count = target.count();
@@ -409,7 +411,8 @@ std::optional<double> score(const Pattern& pattern, const Target& target, double
         return std::nullopt;
     // A query of one character that no word start holds past the first position (the word-start
     // stage looked) nor the first (the prefix stage did) is no acronym either.
-    bool acronymRuledOut = queryCount == 1 && occurrenceSought && firstBand == Band::exactOrPrefix;
+    bool acronymRuledOut = !mayBeAcronym
+        || (queryCount == 1 && occurrenceSought && firstBand == Band::exactOrPrefix);
     if (!acronymRuledOut) {
         // Each character of the query at the next word start that holds it.
         std::size_t matched = 0;

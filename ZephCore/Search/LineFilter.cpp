@@ -5,12 +5,14 @@
 #include "Support/Verify.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <bit>
 #include <charconv>
 #include <cstring>
 #include <limits>
 #include <numeric>
+#include <optional>
 #include <thread>
 
 namespace zeph {
@@ -135,6 +137,47 @@ private:
     mutable bool m_hasWordStarts = false;
 };
 
+// A pair of adjacent classes (characterClassBit's bit indices) as one of 64 bits: the sum of a
+// share of each, so that a table can hold every byte's shares.
+constexpr unsigned pairFirstShare(unsigned first)
+{
+    return first * 7 + (first >> 3);
+}
+constexpr unsigned pairSecondShare(unsigned second)
+{
+    return second * 3;
+}
+constexpr std::uint64_t pairBit(unsigned first, unsigned second)
+{
+    return std::uint64_t { 1 } << ((pairFirstShare(first) + pairSecondShare(second)) & 63);
+}
+
+// Each byte's shares of the bit of a pair.
+struct TraitByte {
+    std::uint8_t firstShare = 0;
+    std::uint8_t secondShare = 0;
+};
+
+constexpr auto traitBytes = [] {
+    std::array<TraitByte, 128> table {};
+    for (unsigned byte = 0; byte < table.size(); ++byte) {
+        auto bit = asciiClassBits[byte];
+        auto index = bit ? static_cast<unsigned>(std::countr_zero(bit)) : 0;
+        table[byte]
+            = TraitByte { .firstShare = static_cast<std::uint8_t>(pairFirstShare(index) & 63),
+                  .secondShare = static_cast<std::uint8_t>(pairSecondShare(index) & 63) };
+    }
+    return table;
+}();
+
+// The class of a folded character as a bit index, or none (NUL).
+std::optional<unsigned> classIndex(Character folded)
+{
+    auto bit = characterClassBit(folded);
+    return bit ? std::optional<unsigned>(static_cast<unsigned>(std::countr_zero(bit)))
+               : std::nullopt;
+}
+
 unsigned threadCount(unsigned requested)
 {
     return requested ? requested : std::max(1u, std::thread::hardware_concurrency());
@@ -161,6 +204,23 @@ struct LineFilter::Bounds {
         : pattern(searched)
         , queryLead(leadOf(searched.chars[0]))
     {
+        // A line that holds the query holds its pairs; one that holds it at a word start, or
+        // starts with it, holds its first character there, and its first pair, unless the query
+        // starts with a separator or NUL.
+        auto& chars = pattern.chars;
+        for (std::size_t index = 0; index + 1 < chars.size(); ++index) {
+            auto first = classIndex(chars[index]);
+            auto second = classIndex(chars[index + 1]);
+            if (first && second)
+                pairs |= pairBit(*first, *second);
+        }
+        auto first = classIndex(chars[0]);
+        if (first
+            && !(chars[0] < 0x80 && Ascii::isSeparator(static_cast<unsigned char>(chars[0])))) {
+            firstClass = std::uint64_t { 1 } << *first;
+            auto second = chars.size() > 1 ? classIndex(chars[1]) : std::nullopt;
+            firstPair = second ? pairBit(*first, *second) : 0;
+        }
         auto otherFirst = pattern.chars[0] + 1;
         for (std::uint32_t count = 0; count < countLimit; ++count) {
             anyFirst[count] = FuzzyMatcher::bestPossibleScore(pattern, count);
@@ -178,6 +238,9 @@ struct LineFilter::Bounds {
 
     const FuzzyMatcher::Pattern& pattern;
     std::uint8_t queryLead;
+    std::uint64_t pairs = 0;
+    std::uint64_t firstClass = 0; // None when a word start need not hold the first character.
+    std::uint64_t firstPair = 0;
     double anyFirst[countLimit];
     double anotherFirst[countLimit];
 };
@@ -513,6 +576,85 @@ bool LineFilter::fallsShort(const Worker& worker, std::uint32_t item, double flo
     return worker.bounds.best(m_index.lines[item].characterCount, m_index.leads[item]) < floor;
 }
 
+LineFilter::Traits LineFilter::asciiTraits(std::string_view text, std::size_t readable)
+{
+    auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+    auto size = text.size();
+    auto pairAt = [&](std::size_t index) {
+        return std::uint64_t { 1 }
+        << ((traitBytes[bytes[index]].firstShare + traitBytes[bytes[index + 1]].secondShare) & 63);
+    };
+    // A pair with NUL, which has no class, only adds a bit that no query asks for.
+    Traits traits { 0, 0, 0 };
+    for (std::size_t index = 0; index + 1 < size; ++index)
+        traits.pairs |= pairAt(index);
+    auto addWordStart = [&](std::size_t index) {
+        traits.wordStartClasses |= asciiClassBits[bytes[index]];
+        if (index + 1 < size)
+            traits.wordStartPairs |= pairAt(index);
+    };
+#if defined(__SSE2__)
+    // Sixteen bytes at a time; the last block may read past the line, not past what is readable.
+    unsigned before = Ascii::Detail::separator;
+    for (std::size_t block = 0; block < size; block += 16) {
+        __m128i sixteen;
+        if (readable - block >= 16) {
+            sixteen = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + block));
+        } else {
+            alignas(16) unsigned char copy[16] = {};
+            std::memcpy(copy, bytes + block, size - block);
+            sixteen = _mm_load_si128(reinterpret_cast<const __m128i*>(copy));
+        }
+        auto starts = Ascii::blockWordStarts(sixteen, before);
+        if (size - block < 16)
+            starts &= (std::uint64_t { 1 } << (size - block)) - 1;
+        for (; starts; starts &= starts - 1)
+            addWordStart(block + static_cast<std::size_t>(std::countr_zero(starts)));
+        before = Ascii::Detail::classes[bytes[std::min(block + 15, size - 1)]];
+    }
+#else
+    unsigned char previous = ' ';
+    for (std::size_t index = 0; index < size; previous = bytes[index++]) {
+        if (Ascii::isWordStart(previous, bytes[index]))
+            addWordStart(index);
+    }
+#endif
+    return traits;
+}
+
+void LineFilter::prepareForTyping(unsigned threads)
+{
+    auto lineCount = m_index.lines.size();
+    m_traits.resize(lineCount);
+    auto parts = static_cast<unsigned>(std::min<std::size_t>(
+        threadCount(threads), std::max<std::size_t>(1, lineCount / itemsPerThread)));
+    auto prepare = [&](std::size_t begin, std::size_t end) {
+        for (auto item = begin; item < end; ++item) {
+            if (static_cast<Storage>(m_index.lines[item].storage) == Storage::ascii)
+                m_traits[item] = asciiTraits(title(static_cast<std::uint32_t>(item)),
+                    m_input.text().size() - m_index.lines[item].offset);
+        }
+    };
+    std::vector<std::jthread> helpers;
+    for (unsigned part = 1; part < parts; ++part)
+        helpers.emplace_back(prepare, lineCount * part / parts, lineCount * (part + 1) / parts);
+    prepare(0, lineCount / parts);
+}
+
+bool LineFilter::mayReach(const Worker& worker, std::uint32_t item, FuzzyMatcher::Band band) const
+{
+    using FuzzyMatcher::Band;
+    if (band == Band::scattered || m_traits.empty())
+        return true;
+    auto& traits = m_traits[item];
+    auto& query = worker.bounds;
+    bool mayOccur = traits.mayHold(query.pairs);
+    if (band == Band::acronymOrSubstring)
+        return mayOccur || traits.mayStartWordsWith(worker.pattern.mask);
+    return mayOccur && traits.mayStartWordsWith(query.firstClass)
+        && (traits.wordStartPairs & query.firstPair) == query.firstPair;
+}
+
 void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
     std::uint32_t end, FuzzyMatcher::Band lowest) const
 {
@@ -562,10 +704,12 @@ void LineFilter::searchLine(Worker& worker, std::uint32_t item, FuzzyMatcher::Ba
         worker.candidates.push_back(item);
         return;
     }
-    // Its length and first character may keep a line out of the first look's bands: it
-    // waits for a later look, without a target made for nothing.
-    if (lowest < Band::acronymOrSubstring && worker.floor < FuzzyMatcher::floorOf(lowest)
-        && fallsShort(worker, item, FuzzyMatcher::floorOf(lowest))) {
+    // Its length and first character may keep a line out of the first look's bands, and so may
+    // the characters at its word starts and the pairs it holds: it waits for a later look,
+    // without a target made for nothing.
+    if ((lowest < Band::acronymOrSubstring && worker.floor < FuzzyMatcher::floorOf(lowest)
+            && fallsShort(worker, item, FuzzyMatcher::floorOf(lowest)))
+        || !mayReach(worker, item, lowest)) {
         worker.candidates.push_back(item);
         deferPast(worker, item, lowest);
         return;
@@ -585,10 +729,18 @@ void LineFilter::scoreInBands(Worker& worker, std::uint32_t item, const Target& 
     using FuzzyMatcher::Band;
     auto& pattern = worker.pattern;
     auto floor = std::max(worker.floor, FuzzyMatcher::floorOf(lowest));
-    // A line without one of the query's characters (a space, say) holds no occurrence of it.
+    // A line without one of the query's characters (a space, say), or one of its pairs, holds no
+    // occurrence of it; one without them at its word starts, no acronym.
     bool mayOccur = pattern.charsMask == pattern.mask
         || (m_index.lines[item].mask & pattern.charsMask) == pattern.charsMask;
-    if (auto score = FuzzyMatcher::score(pattern, target, floor, nullptr, from, mayOccur)) {
+    bool mayBeAcronym = true;
+    if (!m_traits.empty()) {
+        auto& traits = m_traits[item];
+        mayOccur = mayOccur && traits.mayHold(worker.bounds.pairs);
+        mayBeAcronym = traits.mayStartWordsWith(pattern.mask);
+    }
+    if (auto score
+        = FuzzyMatcher::score(pattern, target, floor, nullptr, from, mayOccur, mayBeAcronym)) {
         keep(worker, Hit { *score, item, target.count() });
         return;
     }
@@ -612,6 +764,10 @@ void LineFilter::scoreDeferred(Worker& worker, FuzzyMatcher::Band band) const
     for (auto item : worker.deferred) {
         if (worker.floor > FuzzyMatcher::ceilingOf(band))
             break;
+        if (!mayReach(worker, item, band)) {
+            deferPast(worker, item, band);
+            continue;
+        }
         withTarget(worker.pattern, item,
             [&](const auto& target) { scoreInBands(worker, item, target, band, band); });
     }

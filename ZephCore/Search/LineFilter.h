@@ -48,6 +48,10 @@ public:
     std::vector<Hit> search(const QueryText& query, const Options& options);
     // The next search looks at every line again.
     void forgetPreviousQuery();
+    // Works out, for every line, what searches with room for only some matches use to pass over
+    // most lines without looking at them. It costs about what a few such searches save, so it
+    // pays when many follow, as they do while a query is typed. Results never change.
+    void prepareForTyping(unsigned threads = 0);
 
     std::size_t size() const { return m_index.lines.size(); }
     std::string_view title(std::uint32_t item) const;
@@ -128,6 +132,24 @@ private:
     };
     struct Bounds;
     struct Worker;
+    // What a search with room for only some matches asks of a line before making it a target,
+    // each a set of class bits, a pair of adjacent classes hashed to one: the classes at its word
+    // starts, the pairs that begin at a word start, and all its pairs. An ASCII line has its own;
+    // the others hold every bit.
+    struct Traits {
+        std::uint64_t wordStartClasses = ~std::uint64_t { 0 };
+        std::uint64_t wordStartPairs = ~std::uint64_t { 0 };
+        std::uint64_t pairs = ~std::uint64_t { 0 };
+        bool mayHold(std::uint64_t queryPairs) const { return (pairs & queryPairs) == queryPairs; }
+        bool mayStartWordsWith(std::uint64_t classes) const
+        {
+            return (wordStartClasses & classes) == classes;
+        }
+    };
+    // Of an ASCII line, from whose start `readable` bytes may be read.
+    static Traits asciiTraits(std::string_view text, std::size_t readable);
+    // False when no stage of `band` or a better one could match the line.
+    bool mayReach(const Worker& worker, std::uint32_t item, FuzzyMatcher::Band band) const;
 
     // What orders hits of equal scores and counts.
     struct Tie {
@@ -170,6 +192,7 @@ private:
 
     InputBuffer m_input;
     Segment m_index;
+    std::vector<Traits> m_traits; // Empty until prepareForTyping.
 
     // Narrowing: the previous query and every item that may have matched it.
     std::optional<std::u32string> m_previousCompact;

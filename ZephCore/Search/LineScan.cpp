@@ -69,12 +69,15 @@ namespace {
         high, _mm256_sllv_epi32(one, _mm256_sub_epi32(lanes, _mm256_set1_epi32(32))));
 }
 
-[[gnu::target("avx2"), gnu::always_inline]] inline std::uint32_t orOfLanes(__m256i lanes)
+// The lanes of `low` as the low half of a mask, those of `high` as its high half.
+[[gnu::target("avx2"), gnu::always_inline]] inline std::uint64_t maskOf(__m256i low, __m256i high)
 {
-    auto half = _mm_or_si128(_mm256_castsi256_si128(lanes), _mm256_extracti128_si256(lanes, 1));
-    half = _mm_or_si128(half, _mm_shuffle_epi32(half, 0x4E));
-    half = _mm_or_si128(half, _mm_shuffle_epi32(half, 0xB1));
-    return static_cast<std::uint32_t>(_mm_cvtsi128_si32(half));
+    auto lowHalf = _mm_or_si128(_mm256_castsi256_si128(low), _mm256_extracti128_si256(low, 1));
+    auto highHalf = _mm_or_si128(_mm256_castsi256_si128(high), _mm256_extracti128_si256(high, 1));
+    auto pairs = _mm_or_si128(
+        _mm_unpacklo_epi32(lowHalf, highHalf), _mm_unpackhi_epi32(lowHalf, highHalf));
+    pairs = _mm_or_si128(pairs, _mm_unpackhi_epi64(pairs, pairs));
+    return static_cast<std::uint64_t>(_mm_cvtsi128_si64(pairs));
 }
 
 } // namespace
@@ -112,7 +115,7 @@ namespace {
         addClasses(_mm_srli_si128(second, 8), low, high);
         offset += count;
     }
-    mask |= orOfLanes(low) | std::uint64_t { orOfLanes(high) } << 32;
+    mask |= maskOf(low, high);
     return stopped ? offset : portable(bytes, offset, end, mask);
 }
 

@@ -482,6 +482,13 @@ auto LineFilter::withTarget(
                 text.data(), line.characterCount, text.size(), pattern));
         return visit(FuzzyMatcher::AsciiTarget(text.data(), line.characterCount));
     }
+    return withOtherTarget(item, visit);
+}
+
+template <typename Visit> auto LineFilter::withOtherTarget(std::uint32_t item, Visit&& visit) const
+{
+    auto& line = m_index.lines[item];
+    auto storage = static_cast<Storage>(line.storage);
     if (storage == Storage::latin) {
         // Folded again for each query that gets this far: cheaper than keeping every such line
         // twice.
@@ -622,6 +629,27 @@ LineFilter::Traits LineFilter::asciiTraits(std::string_view text, std::size_t re
     return traits;
 }
 
+template <typename Target> LineFilter::Traits LineFilter::targetTraits(const Target& target)
+{
+    Traits traits { 0, 0, 0 };
+    std::optional<unsigned> previous;
+    bool previousStarts = false;
+    for (std::uint32_t position = 0; position < target.count(); ++position) {
+        auto current = classIndex(target.at(position));
+        bool starts = target.isWordStart(position);
+        if (previous && current) {
+            auto pair = pairBit(*previous, *current);
+            traits.pairs |= pair;
+            traits.wordStartPairs |= previousStarts ? pair : 0;
+        }
+        if (starts && current)
+            traits.wordStartClasses |= std::uint64_t { 1 } << *current;
+        previous = current;
+        previousStarts = starts;
+    }
+    return traits;
+}
+
 void LineFilter::prepareForTyping(unsigned threads)
 {
     auto lineCount = m_index.lines.size();
@@ -629,10 +657,14 @@ void LineFilter::prepareForTyping(unsigned threads)
     auto parts = static_cast<unsigned>(std::min<std::size_t>(
         threadCount(threads), std::max<std::size_t>(1, lineCount / itemsPerThread)));
     auto prepare = [&](std::size_t begin, std::size_t end) {
-        for (auto item = begin; item < end; ++item) {
-            if (static_cast<Storage>(m_index.lines[item].storage) == Storage::ascii)
-                m_traits[item] = asciiTraits(title(static_cast<std::uint32_t>(item)),
-                    m_input.text().size() - m_index.lines[item].offset);
+        for (auto item = static_cast<std::uint32_t>(begin); item < end; ++item) {
+            if (static_cast<Storage>(m_index.lines[item].storage) == Storage::ascii) {
+                m_traits[item]
+                    = asciiTraits(title(item), m_input.text().size() - m_index.lines[item].offset);
+            } else {
+                m_traits[item] = withOtherTarget(
+                    item, [](const auto& target) { return targetTraits(target); });
+            }
         }
     };
     std::vector<std::jthread> helpers;

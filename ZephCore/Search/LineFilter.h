@@ -134,8 +134,7 @@ private:
     struct Worker;
     // What a search with room for only some matches asks of a line before making it a target,
     // each a set of class bits, a pair of adjacent classes hashed to one: the classes at its word
-    // starts, the pairs that begin at a word start, and all its pairs. An ASCII line has its own;
-    // the others hold every bit.
+    // starts, the pairs that begin at a word start, and all its pairs.
     struct Traits {
         std::uint64_t wordStartClasses = ~std::uint64_t { 0 };
         std::uint64_t wordStartPairs = ~std::uint64_t { 0 };
@@ -146,8 +145,10 @@ private:
             return (wordStartClasses & classes) == classes;
         }
     };
-    // Of an ASCII line, from whose start `readable` bytes may be read.
+    // Of an ASCII line, from whose start `readable` bytes may be read; of any other line, from
+    // its target.
     static Traits asciiTraits(std::string_view text, std::size_t readable);
+    template <typename Target> static Traits targetTraits(const Target& target);
     // False when no stage of `band` or a better one could match the line.
     bool mayReach(const Worker& worker, std::uint32_t item, FuzzyMatcher::Band band) const;
 
@@ -169,6 +170,8 @@ private:
     // Calls `visit` with the item as the matcher's target, made for `pattern`.
     template <typename Visit>
     auto withTarget(const FuzzyMatcher::Pattern& pattern, std::uint32_t item, Visit&& visit) const;
+    // The same for a line that is not ASCII, whose target needs no pattern.
+    template <typename Visit> auto withOtherTarget(std::uint32_t item, Visit&& visit) const;
     // True when no stage could score the line at `floor` or above.
     inline bool fallsShort(const Worker& worker, std::uint32_t item, double floor) const;
     void searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,

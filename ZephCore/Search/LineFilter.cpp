@@ -152,23 +152,35 @@ constexpr std::uint64_t pairBit(unsigned first, unsigned second)
     return std::uint64_t { 1 } << ((pairFirstShare(first) + pairSecondShare(second)) & 63);
 }
 
-// Each byte's shares of the bit of a pair.
-struct TraitByte {
+// A character's class bit and its shares of the bit of a pair; NUL, without a class, takes the
+// shares of a space.
+struct TraitCharacter {
+    std::uint64_t classBit = 0;
     std::uint8_t firstShare = 0;
     std::uint8_t secondShare = 0;
 };
 
-constexpr auto traitBytes = [] {
-    std::array<TraitByte, 128> table {};
-    for (unsigned byte = 0; byte < table.size(); ++byte) {
-        auto bit = asciiClassBits[byte];
-        auto index = bit ? static_cast<unsigned>(std::countr_zero(bit)) : 0;
-        table[byte]
-            = TraitByte { .firstShare = static_cast<std::uint8_t>(pairFirstShare(index) & 63),
-                  .secondShare = static_cast<std::uint8_t>(pairSecondShare(index) & 63) };
-    }
+constexpr TraitCharacter traitCharacter(Character folded)
+{
+    auto bit = characterClassBit(folded);
+    auto index = bit ? static_cast<unsigned>(std::countr_zero(bit)) : 0;
+    return TraitCharacter { .classBit = bit,
+        .firstShare = static_cast<std::uint8_t>(pairFirstShare(index) & 63),
+        .secondShare = static_cast<std::uint8_t>(pairSecondShare(index) & 63) };
+}
+
+constexpr auto asciiTraitCharacters = [] {
+    std::array<TraitCharacter, 128> table {};
+    for (unsigned byte = 0; byte < table.size(); ++byte)
+        table[byte] = traitCharacter(byte);
     return table;
 }();
+
+TraitCharacter traitCharacterOf(Character folded)
+{
+    static constexpr auto beyondAscii = traitCharacter(0x80);
+    return folded < 0x80 ? asciiTraitCharacters[folded] : beyondAscii;
+}
 
 // The class of a folded character as a bit index, or none (NUL).
 std::optional<unsigned> classIndex(Character folded)
@@ -588,10 +600,12 @@ LineFilter::Traits LineFilter::asciiTraits(std::string_view text, std::size_t re
     auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
     auto size = text.size();
     auto pairAt = [&](std::size_t index) {
-        return std::uint64_t { 1 }
-        << ((traitBytes[bytes[index]].firstShare + traitBytes[bytes[index + 1]].secondShare) & 63);
+        return std::uint64_t { 1 } << ((asciiTraitCharacters[bytes[index]].firstShare
+                                           + asciiTraitCharacters[bytes[index + 1]].secondShare)
+                   & 63);
     };
-    // A pair with NUL, which has no class, only adds a bit that no query asks for.
+    // NUL has no class, and a pair with it reads as one with a space: a bit too many only lets a
+    // line through.
     Traits traits { 0, 0, 0 };
     for (std::size_t index = 0; index + 1 < size; ++index)
         traits.pairs |= pairAt(index);
@@ -631,19 +645,18 @@ LineFilter::Traits LineFilter::asciiTraits(std::string_view text, std::size_t re
 
 template <typename Target> LineFilter::Traits LineFilter::targetTraits(const Target& target)
 {
+    // Without a branch, as for ASCII lines: a pair with NUL reads as one with a space.
     Traits traits { 0, 0, 0 };
-    std::optional<unsigned> previous;
-    bool previousStarts = false;
+    TraitCharacter previous {};
+    std::uint64_t previousStarts = 0;
     for (std::uint32_t position = 0; position < target.count(); ++position) {
-        auto current = classIndex(target.at(position));
-        bool starts = target.isWordStart(position);
-        if (previous && current) {
-            auto pair = pairBit(*previous, *current);
-            traits.pairs |= pair;
-            traits.wordStartPairs |= previousStarts ? pair : 0;
-        }
-        if (starts && current)
-            traits.wordStartClasses |= std::uint64_t { 1 } << *current;
+        auto current = traitCharacterOf(target.at(position));
+        auto pair = (std::uint64_t { 1 } << ((previous.firstShare + current.secondShare) & 63))
+            & -std::uint64_t { position > 0 };
+        std::uint64_t starts = target.isWordStart(position);
+        traits.pairs |= pair;
+        traits.wordStartPairs |= pair & -previousStarts;
+        traits.wordStartClasses |= current.classBit & -starts;
         previous = current;
         previousStarts = starts;
     }

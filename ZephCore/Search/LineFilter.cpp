@@ -686,7 +686,8 @@ void LineFilter::prepareForTyping(unsigned threads)
     prepare(0, lineCount / parts);
 }
 
-bool LineFilter::mayReach(const Worker& worker, std::uint32_t item, FuzzyMatcher::Band band) const
+inline bool LineFilter::mayReach(
+    const Worker& worker, std::uint32_t item, FuzzyMatcher::Band band) const
 {
     using FuzzyMatcher::Band;
     if (band == Band::scattered || m_traits.empty())
@@ -734,6 +735,27 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
             worker.candidates.insert(
                 worker.candidates.end(), fallingShort, fallingShort + shortCount);
         }
+        // Prepared for typing, most lines that hold the letters cannot reach the first look's
+        // bands: they wait for a later look, unless they fall short of the answer already.
+        if (!m_traits.empty() && lowest != FuzzyMatcher::Band::scattered) {
+            std::uint32_t keptCount = 0;
+            std::uint32_t waitingCount = 0;
+            for (std::uint32_t held = 0; held < holdingCount; ++held) {
+                auto item = holding[held];
+                bool reaches = mayReach(worker, item, lowest);
+                holding[keptCount] = item;
+                keptCount += reaches;
+                fallingShort[waitingCount] = item;
+                waitingCount += !reaches;
+            }
+            holdingCount = keptCount;
+            worker.candidates.insert(
+                worker.candidates.end(), fallingShort, fallingShort + waitingCount);
+            for (std::uint32_t waiting = 0; waiting < waitingCount; ++waiting) {
+                if (!fallsShort(worker, fallingShort[waiting], worker.floor))
+                    deferPast(worker, fallingShort[waiting], lowest);
+            }
+        }
         // The floor may rise within the block, so each line is bounded again.
         for (std::uint32_t held = 0; held < holdingCount; ++held)
             searchLine(worker, holding[held], lowest);
@@ -749,12 +771,10 @@ void LineFilter::searchLine(Worker& worker, std::uint32_t item, FuzzyMatcher::Ba
         worker.candidates.push_back(item);
         return;
     }
-    // Its length and first character may keep a line out of the first look's bands, and so may
-    // the characters at its word starts and the pairs it holds: it waits for a later look,
-    // without a target made for nothing.
-    if ((lowest < Band::acronymOrSubstring && worker.floor < FuzzyMatcher::floorOf(lowest)
-            && fallsShort(worker, item, FuzzyMatcher::floorOf(lowest)))
-        || !mayReach(worker, item, lowest)) {
+    // Its length and first character may keep a line out of the first look's bands: it waits
+    // for a later look, without a target made for nothing.
+    if (lowest < Band::acronymOrSubstring && worker.floor < FuzzyMatcher::floorOf(lowest)
+        && fallsShort(worker, item, FuzzyMatcher::floorOf(lowest))) {
         worker.candidates.push_back(item);
         deferPast(worker, item, lowest);
         return;

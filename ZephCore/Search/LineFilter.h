@@ -150,7 +150,7 @@ private:
     static Traits asciiTraits(std::string_view text, std::size_t readable);
     template <typename Target> static Traits targetTraits(const Target& target);
     // False when no stage of `band` or a better one could match the line.
-    bool mayReach(const Worker& worker, std::uint32_t item, FuzzyMatcher::Band band) const;
+    inline bool mayReach(const Worker& worker, std::uint32_t item, FuzzyMatcher::Band band) const;
 
     // What orders hits of equal scores and counts.
     struct Tie {

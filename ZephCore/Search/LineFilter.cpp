@@ -138,7 +138,7 @@ private:
 };
 
 // A pair of adjacent classes (characterClassBit's bit indices) as one of 64 bits: the sum of a
-// share of each, so that a table can hold every byte's shares.
+// share of each, so that a table can hold every character's shares.
 constexpr unsigned pairFirstShare(unsigned first)
 {
     return first * 7 + (first >> 3);
@@ -146,10 +146,6 @@ constexpr unsigned pairFirstShare(unsigned first)
 constexpr unsigned pairSecondShare(unsigned second)
 {
     return second * 3;
-}
-constexpr std::uint64_t pairBit(unsigned first, unsigned second)
-{
-    return std::uint64_t { 1 } << ((pairFirstShare(first) + pairSecondShare(second)) & 63);
 }
 
 // A character's class bit and its shares of the bit of a pair; NUL, without a class, takes the
@@ -182,12 +178,9 @@ TraitCharacter traitCharacterOf(Character folded)
     return folded < 0x80 ? asciiTraitCharacters[folded] : beyondAscii;
 }
 
-// The class of a folded character as a bit index, or none (NUL).
-std::optional<unsigned> classIndex(Character folded)
+std::uint64_t pairBit(const TraitCharacter& first, const TraitCharacter& second)
 {
-    auto bit = characterClassBit(folded);
-    return bit ? std::optional<unsigned>(static_cast<unsigned>(std::countr_zero(bit)))
-               : std::nullopt;
+    return std::uint64_t { 1 } << ((first.firstShare + second.secondShare) & 63);
 }
 
 unsigned threadCount(unsigned requested)
@@ -221,17 +214,17 @@ struct LineFilter::Bounds {
         // starts with a separator or NUL.
         auto& chars = pattern.chars;
         for (std::size_t index = 0; index + 1 < chars.size(); ++index) {
-            auto first = classIndex(chars[index]);
-            auto second = classIndex(chars[index + 1]);
-            if (first && second)
-                pairs |= pairBit(*first, *second);
+            auto first = traitCharacterOf(chars[index]);
+            auto second = traitCharacterOf(chars[index + 1]);
+            if (first.classBit && second.classBit)
+                pairs |= pairBit(first, second);
         }
-        auto first = classIndex(chars[0]);
-        if (first
+        auto first = traitCharacterOf(chars[0]);
+        if (first.classBit
             && !(chars[0] < 0x80 && Ascii::isSeparator(static_cast<unsigned char>(chars[0])))) {
-            firstClass = std::uint64_t { 1 } << *first;
-            auto second = chars.size() > 1 ? classIndex(chars[1]) : std::nullopt;
-            firstPair = second ? pairBit(*first, *second) : 0;
+            firstClass = first.classBit;
+            auto second = chars.size() > 1 ? traitCharacterOf(chars[1]) : TraitCharacter {};
+            firstPair = second.classBit ? pairBit(first, second) : 0;
         }
         auto otherFirst = pattern.chars[0] + 1;
         for (std::uint32_t count = 0; count < countLimit; ++count) {
@@ -600,9 +593,7 @@ LineFilter::Traits LineFilter::asciiTraits(std::string_view text, std::size_t re
     auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
     auto size = text.size();
     auto pairAt = [&](std::size_t index) {
-        return std::uint64_t { 1 } << ((asciiTraitCharacters[bytes[index]].firstShare
-                                           + asciiTraitCharacters[bytes[index + 1]].secondShare)
-                   & 63);
+        return pairBit(asciiTraitCharacters[bytes[index]], asciiTraitCharacters[bytes[index + 1]]);
     };
     // NUL has no class, and a pair with it reads as one with a space: a bit too many only lets a
     // line through.
@@ -651,8 +642,7 @@ template <typename Target> LineFilter::Traits LineFilter::targetTraits(const Tar
     std::uint64_t previousStarts = 0;
     for (std::uint32_t position = 0; position < target.count(); ++position) {
         auto current = traitCharacterOf(target.at(position));
-        auto pair = (std::uint64_t { 1 } << ((previous.firstShare + current.secondShare) & 63))
-            & -std::uint64_t { position > 0 };
+        auto pair = pairBit(previous, current) & -std::uint64_t { position > 0 };
         std::uint64_t starts = target.isWordStart(position);
         traits.pairs |= pair;
         traits.wordStartPairs |= pair & -previousStarts;
@@ -711,7 +701,7 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
     // tell; a line that falls short stays a candidate, its match undecided.
     constexpr std::uint32_t blockSize = 256;
     std::uint32_t holding[blockSize];
-    std::uint32_t fallingShort[blockSize];
+    std::uint32_t setAside[blockSize];
     for (auto blockBegin = begin; blockBegin < end; blockBegin += blockSize) {
         auto blockEnd = std::min(end, blockBegin + blockSize);
         std::uint32_t holdingCount = 0;
@@ -720,40 +710,34 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
             holding[holdingCount] = item;
             holdingCount += (m_index.lines[item].mask & pattern.mask) == pattern.mask;
         }
-        if (worker.floor > FuzzyMatcher::ceilingOf(FuzzyMatcher::Band::acronymOrSubstring)) {
+        // Keeps the held lines that pass `test`, in order, and sets the others aside as
+        // candidates, returning how many.
+        auto setAsideFailing = [&](auto test) {
             std::uint32_t keptCount = 0;
-            std::uint32_t shortCount = 0;
+            std::uint32_t asideCount = 0;
             for (std::uint32_t held = 0; held < holdingCount; ++held) {
                 auto item = holding[held];
-                bool isShort = fallsShort(worker, item, worker.floor);
+                bool passes = test(item);
                 holding[keptCount] = item;
-                keptCount += !isShort;
-                fallingShort[shortCount] = item;
-                shortCount += isShort;
+                keptCount += passes;
+                setAside[asideCount] = item;
+                asideCount += !passes;
             }
             holdingCount = keptCount;
-            worker.candidates.insert(
-                worker.candidates.end(), fallingShort, fallingShort + shortCount);
-        }
+            worker.candidates.insert(worker.candidates.end(), setAside, setAside + asideCount);
+            return asideCount;
+        };
+        if (worker.floor > FuzzyMatcher::ceilingOf(FuzzyMatcher::Band::acronymOrSubstring))
+            setAsideFailing(
+                [&](std::uint32_t item) { return !fallsShort(worker, item, worker.floor); });
         // Prepared for typing, most lines that hold the letters cannot reach the first look's
         // bands: they wait for a later look, unless they fall short of the answer already.
         if (!m_traits.empty() && lowest != FuzzyMatcher::Band::scattered) {
-            std::uint32_t keptCount = 0;
-            std::uint32_t waitingCount = 0;
-            for (std::uint32_t held = 0; held < holdingCount; ++held) {
-                auto item = holding[held];
-                bool reaches = mayReach(worker, item, lowest);
-                holding[keptCount] = item;
-                keptCount += reaches;
-                fallingShort[waitingCount] = item;
-                waitingCount += !reaches;
-            }
-            holdingCount = keptCount;
-            worker.candidates.insert(
-                worker.candidates.end(), fallingShort, fallingShort + waitingCount);
+            auto waitingCount = setAsideFailing(
+                [&](std::uint32_t item) { return mayReach(worker, item, lowest); });
             for (std::uint32_t waiting = 0; waiting < waitingCount; ++waiting) {
-                if (!fallsShort(worker, fallingShort[waiting], worker.floor))
-                    deferPast(worker, fallingShort[waiting], lowest);
+                if (!fallsShort(worker, setAside[waiting], worker.floor))
+                    deferPast(worker, setAside[waiting], lowest);
             }
         }
         // The floor may rise within the block, so each line is bounded again.

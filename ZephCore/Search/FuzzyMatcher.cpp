@@ -16,13 +16,21 @@ Pattern makePattern(const QueryText& query)
         pattern.asciiSlots[character] = static_cast<std::uint8_t>(pattern.asciiCharacters.size());
         pattern.asciiCharacters.push_back(static_cast<char>(character));
     }
-    for (auto character : query.chars) {
-        if (character >= 0x80 || pattern.asciiSlots[character] == Pattern::noSlot) {
-            pattern.charSlots.clear();
-            break;
+    auto slotsOf = [&](const std::u32string& characters) {
+        std::basic_string<std::uint8_t> slots;
+        for (auto character : characters) {
+            if (character >= 0x80 || pattern.asciiSlots[character] == Pattern::noSlot)
+                return std::basic_string<std::uint8_t> {};
+            slots.push_back(pattern.asciiSlots[character]);
         }
-        pattern.charSlots.push_back(pattern.asciiSlots[character]);
-    }
+        return slots;
+    };
+    pattern.charSlots = slotsOf(pattern.chars);
+    pattern.compactSlots = slotsOf(pattern.compact);
+#if defined(__SSE2__)
+    for (std::size_t slot = 0; slot < pattern.asciiCharacters.size(); ++slot)
+        pattern.slotBlocks[slot] = _mm_set1_epi8(pattern.asciiCharacters[slot]);
+#endif
     return pattern;
 }
 

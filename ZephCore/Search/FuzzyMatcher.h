@@ -43,8 +43,14 @@ struct Pattern {
         return slots;
     }();
     std::string asciiCharacters {}; // By slot.
-    // The slot of each of `chars` in turn, or nothing when one of them has none.
+    // The slot of each of `chars` in turn, or nothing when one of them has none; the same of
+    // `compact`.
     std::basic_string<std::uint8_t> charSlots {};
+    std::basic_string<std::uint8_t> compactSlots {};
+#if defined(__SSE2__)
+    // Each slot's character in all sixteen bytes, to compare folded blocks of a target with.
+    __m128i slotBlocks[maxAsciiSlots] {};
+#endif
 };
 Pattern makePattern(const QueryText& query);
 
@@ -57,9 +63,8 @@ Pattern makePattern(const QueryText& query);
 // and may have
 //   std::uint32_t findWordStart(Character, std::uint32_t from) const;  // find() at word starts
 
-// True when the compacted query is a subsequence of the target. Every stage that succeeds implies
-// it, and the scattered stage succeeds exactly when it holds.
-template <typename Target> bool contains(const Pattern& pattern, const Target& target)
+// Whether the compacted query is a subsequence of the target, one character at a time.
+template <typename Target> bool containsByFinding(const Pattern& pattern, const Target& target)
 {
     std::uint32_t from = 0;
     auto count = target.count();
@@ -70,6 +75,16 @@ template <typename Target> bool contains(const Pattern& pattern, const Target& t
         from = position + 1;
     }
     return true;
+}
+
+// True when the compacted query is a subsequence of the target. Every stage that succeeds implies
+// it, and the scattered stage succeeds exactly when it holds. A target may know faster.
+template <typename Target> bool contains(const Pattern& pattern, const Target& target)
+{
+    if constexpr (requires { target.contains(pattern); })
+        return target.contains(pattern);
+    else
+        return containsByFinding(pattern, target);
 }
 
 namespace Detail {
@@ -569,43 +584,35 @@ public:
     static constexpr std::uint32_t maxCount = 64;
 
     // `readable` bytes from `bytes` on, at least `count`, may be read, so that whole blocks of
-    // sixteen can be loaded.
-    ShortAsciiTarget(
-        const char* bytes, std::uint32_t count, std::size_t readable, const Pattern& pattern)
+    // sixteen can be loaded. An index may know the word starts, a bit a character.
+    ShortAsciiTarget(const char* bytes, std::uint32_t count, std::size_t readable,
+        const Pattern& pattern, std::optional<std::uint64_t> knownWordStarts = std::nullopt)
         : AsciiTarget(bytes, count)
         , m_slots(pattern.asciiSlots)
+        , m_wordStarts(knownWordStarts.value_or(0))
+        , m_hasWordStarts(knownWordStarts.has_value())
     {
-        auto* characters = pattern.asciiCharacters.data();
         auto slotCount = pattern.asciiCharacters.size();
 #if defined(__SSE2__)
-        // The blocks are loaded once; each character's positions then gather in a register.
+        // Each block is loaded and folded once, then compared with every slot's character.
         auto blockCount = (count + 15) / 16;
         for (std::uint32_t block = 0; block < blockCount; ++block) {
             auto offset = 16 * block;
-            if (offset + 16 <= readable) {
+            if (offset + 16 <= readable) [[likely]]
                 m_blocks[block]
                     = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_bytes + offset));
-            } else {
-                alignas(16) unsigned char tail[16] = {};
-                std::memcpy(tail, m_bytes + offset, readable - offset);
-                m_blocks[block] = _mm_load_si128(reinterpret_cast<const __m128i*>(tail));
+            else
+                m_blocks[block] = lastBlock(m_bytes + offset, readable - offset);
+            auto folded = Ascii::foldBlock(m_blocks[block]);
+            for (std::size_t slot = 0; slot < slotCount; ++slot) {
+                auto hits = _mm_movemask_epi8(_mm_cmpeq_epi8(folded, pattern.slotBlocks[slot]));
+                m_masks[slot] |= std::uint64_t { static_cast<unsigned>(hits) } << offset;
             }
         }
-        for (std::size_t slot = 0; slot < slotCount; ++slot) {
-            auto character = characters[slot];
-            auto needle = _mm_set1_epi8(character);
-            auto caseBit = _mm_set1_epi8(character >= 'a' && character <= 'z' ? 0x20 : 0);
-            std::uint64_t bits = 0;
-            for (std::uint32_t block = 0; block < blockCount; ++block) {
-                auto hits = _mm_movemask_epi8(
-                    _mm_cmpeq_epi8(_mm_or_si128(m_blocks[block], caseBit), needle));
-                bits |= std::uint64_t { static_cast<unsigned>(hits) } << (16 * block);
-            }
-            m_masks[slot] = bits & inTarget();
-        }
+        for (std::size_t slot = 0; slot < slotCount; ++slot)
+            m_masks[slot] &= inTarget();
 #else
         (void)readable;
-        (void)characters;
         (void)slotCount;
         for (std::uint32_t position = 0; position < count; ++position) {
             auto byte = m_bytes[position];
@@ -636,6 +643,12 @@ public:
             return AsciiTarget::findPair(first, second, from);
         return firstFrom(m_masks[firstSlot] & (m_masks[secondSlot] >> 1), from);
     }
+    bool isWordStart(std::uint32_t position) const
+    {
+        if (m_hasWordStarts)
+            return (m_wordStarts >> position) & 1;
+        return AsciiTarget::isWordStart(position);
+    }
     std::uint32_t findWordStart(Character character, std::uint32_t from) const
     {
         if (from >= m_count || character >= 0x80)
@@ -643,12 +656,30 @@ public:
         auto slot = m_slots[character];
         if (slot == Pattern::noSlot)
             return Detail::findWordStart(static_cast<const AsciiTarget&>(*this), character, from);
+        if (m_hasWordStarts)
+            return firstFrom(m_masks[slot] & m_wordStarts, from);
+        // Working out every word start costs more than testing a few places.
         for (auto bits = m_masks[slot] >> from << from; bits != 0; bits &= bits - 1) {
             auto position = static_cast<std::uint32_t>(std::countr_zero(bits));
-            if (isWordStart(position))
+            if (AsciiTarget::isWordStart(position))
                 return position;
         }
         return m_count;
+    }
+    bool contains(const Pattern& pattern) const
+    {
+        if (pattern.compactSlots.empty())
+            return containsByFinding(pattern, *this);
+        std::uint32_t from = 0;
+        for (auto slot : pattern.compactSlots) {
+            if (from >= m_count)
+                return false;
+            auto bits = m_masks[slot] >> from;
+            if (!bits)
+                return false;
+            from += static_cast<std::uint32_t>(std::countr_zero(bits)) + 1;
+        }
+        return true;
     }
     // `pattern` is the one the target was made for.
     std::uint32_t findOccurrence(const Pattern& pattern, std::uint32_t from) const
@@ -683,20 +714,31 @@ private:
         bits >>= from;
         return bits ? from + static_cast<std::uint32_t>(std::countr_zero(bits)) : m_count;
     }
-    // Every word start at once: a count of them is asked only of targets that are acronyms.
+#if defined(__SSE2__)
+    // The block at the end of what may be read, padded with NUL.
+    [[gnu::cold]] static __m128i lastBlock(const unsigned char* bytes, std::size_t size)
+    {
+        alignas(16) unsigned char block[16] = {};
+        std::memcpy(block, bytes, size);
+        return _mm_load_si128(reinterpret_cast<const __m128i*>(block));
+    }
+#endif
+    // Every word start at once, kept once worked out.
     std::uint64_t wordStarts() const
     {
+        if (m_hasWordStarts)
+            return m_wordStarts;
 #if defined(__SSE2__)
         Ascii::ClassMasks classes;
         for (std::uint32_t block = 0; block < (m_count + 15) / 16; ++block)
             Ascii::addClasses(m_blocks[block], 16 * block, classes);
-        return Ascii::wordStarts(classes) & inTarget();
+        m_wordStarts = Ascii::wordStarts(classes) & inTarget();
 #else
-        std::uint64_t starts = 0;
         for (std::uint32_t position = 0; position < m_count; ++position)
-            starts |= std::uint64_t { isWordStart(position) } << position;
-        return starts;
+            m_wordStarts |= std::uint64_t { AsciiTarget::isWordStart(position) } << position;
 #endif
+        m_hasWordStarts = true;
+        return m_wordStarts;
     }
 #if defined(__SSE2__)
     __m128i m_blocks[maxCount / 16];
@@ -706,6 +748,8 @@ private:
     // Where the whole query stands, when each of its characters has a slot.
     mutable std::uint64_t m_occurrences = 0;
     mutable bool m_hasOccurrences = false;
+    mutable std::uint64_t m_wordStarts;
+    mutable bool m_hasWordStarts;
 };
 
 // Folded characters in an arena, one byte each when every code is below 256, with a bit array

@@ -482,9 +482,12 @@ auto LineFilter::withTarget(
     auto storage = static_cast<Storage>(line.storage);
     if (storage == Storage::ascii) [[likely]] {
         auto text = m_input.text().substr(line.offset);
-        if (line.characterCount <= FuzzyMatcher::ShortAsciiTarget::maxCount)
+        if (line.characterCount <= FuzzyMatcher::ShortAsciiTarget::maxCount) {
+            auto wordStarts
+                = m_traits.empty() ? std::nullopt : std::optional(m_traits[item].wordStarts);
             return visit(FuzzyMatcher::ShortAsciiTarget(
-                text.data(), line.characterCount, text.size(), pattern));
+                text.data(), line.characterCount, text.size(), pattern, wordStarts));
+        }
         return visit(FuzzyMatcher::AsciiTarget(text.data(), line.characterCount));
     }
     return withOtherTarget(item, visit);
@@ -527,12 +530,17 @@ std::optional<Match> LineFilter::match(
 // The ranker's order, with what the index knows spared from recomputing: the character counts
 // travel with the hits, ASCII titles skip the Unicode comparison, and ids (line numbers as text)
 // are formatted only when two titles are the same.
-bool LineFilter::precedes(const Hit& a, const Hit& b) const
+inline bool LineFilter::precedes(const Hit& a, const Hit& b) const
 {
     if (a.score != b.score)
         return a.score > b.score;
     if (a.characterCount != b.characterCount)
         return a.characterCount < b.characterCount;
+    return precedesByTitle(a, b);
+}
+
+bool LineFilter::precedesByTitle(const Hit& a, const Hit& b) const
+{
     bool bothAscii = static_cast<Storage>(m_index.lines[a.item].storage) == Storage::ascii
         && static_cast<Storage>(m_index.lines[b.item].storage) == Storage::ascii;
     auto titleA = title(a.item);
@@ -597,7 +605,7 @@ LineFilter::Traits LineFilter::asciiTraits(std::string_view text, std::size_t re
     };
     // NUL has no class, and a pair with it reads as one with a space: a bit too many only lets a
     // line through.
-    Traits traits { 0, 0, 0 };
+    Traits traits { 0, 0, 0, 0 };
     for (std::size_t index = 0; index + 1 < size; ++index)
         traits.pairs |= pairAt(index);
     auto addWordStart = [&](std::size_t index) {
@@ -620,6 +628,8 @@ LineFilter::Traits LineFilter::asciiTraits(std::string_view text, std::size_t re
         auto starts = Ascii::blockWordStarts(sixteen, before);
         if (size - block < 16)
             starts &= (std::uint64_t { 1 } << (size - block)) - 1;
+        if (block < 64)
+            traits.wordStarts |= starts << block;
         for (; starts; starts &= starts - 1)
             addWordStart(block + static_cast<std::size_t>(std::countr_zero(starts)));
         before = Ascii::Detail::classes[bytes[std::min(block + 15, size - 1)]];
@@ -627,8 +637,11 @@ LineFilter::Traits LineFilter::asciiTraits(std::string_view text, std::size_t re
 #else
     unsigned char previous = ' ';
     for (std::size_t index = 0; index < size; previous = bytes[index++]) {
-        if (Ascii::isWordStart(previous, bytes[index]))
-            addWordStart(index);
+        if (!Ascii::isWordStart(previous, bytes[index]))
+            continue;
+        addWordStart(index);
+        if (index < 64)
+            traits.wordStarts |= std::uint64_t { 1 } << index;
     }
 #endif
     return traits;
@@ -637,7 +650,7 @@ LineFilter::Traits LineFilter::asciiTraits(std::string_view text, std::size_t re
 template <typename Target> LineFilter::Traits LineFilter::targetTraits(const Target& target)
 {
     // Without a branch, as for ASCII lines: a pair with NUL reads as one with a space.
-    Traits traits { 0, 0, 0 };
+    Traits traits { 0, 0, 0, 0 };
     TraitCharacter previous {};
     std::uint64_t previousStarts = 0;
     for (std::uint32_t position = 0; position < target.count(); ++position) {
@@ -864,20 +877,18 @@ FuzzyMatcher::Band LineFilter::firstLowestBand(const FuzzyMatcher::Pattern& patt
 
 void LineFilter::keep(Worker& worker, Hit hit) const
 {
+    // The best hits are cut out of twice as many at a time: a pass over them every so often costs
+    // less than a heap's comparisons for every hit.
+    worker.hits.push_back(hit);
     auto limit = worker.options.limit.value_or(std::numeric_limits<std::size_t>::max());
-    auto worstFirst = [this](const Hit& a, const Hit& b) { return precedes(a, b); };
-    if (worker.hits.size() < limit) {
-        worker.hits.push_back(hit);
-        if (worker.hits.size() == limit) {
-            std::make_heap(worker.hits.begin(), worker.hits.end(), worstFirst);
-            worker.floor = std::max(worker.floor, worker.hits.front().score);
-        }
-    } else if (precedes(hit, worker.hits.front())) {
-        std::pop_heap(worker.hits.begin(), worker.hits.end(), worstFirst);
-        worker.hits.back() = hit;
-        std::push_heap(worker.hits.begin(), worker.hits.end(), worstFirst);
-        worker.floor = std::max(worker.floor, worker.hits.front().score);
-    }
+    auto size = worker.hits.size();
+    if (size != limit && size != 2 * limit)
+        return;
+    auto worst = worker.hits.begin() + static_cast<std::ptrdiff_t>(limit - 1);
+    std::nth_element(worker.hits.begin(), worst, worker.hits.end(),
+        [this](const Hit& a, const Hit& b) { return precedes(a, b); });
+    worker.hits.resize(limit);
+    worker.floor = std::max(worker.floor, worst->score);
 }
 
 std::vector<LineFilter::Hit> LineFilter::search(const QueryText& query, const Options& options)

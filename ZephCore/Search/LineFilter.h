@@ -134,11 +134,13 @@ private:
     struct Worker;
     // What a search with room for only some matches asks of a line before making it a target,
     // each a set of class bits, a pair of adjacent classes hashed to one: the classes at its word
-    // starts, the pairs that begin at a word start, and all its pairs.
+    // starts, the pairs that begin at a word start, and all its pairs. An ASCII line short
+    // enough for a mask target keeps its word starts too, a bit a character.
     struct Traits {
         std::uint64_t wordStartClasses = ~std::uint64_t { 0 };
         std::uint64_t wordStartPairs = ~std::uint64_t { 0 };
         std::uint64_t pairs = ~std::uint64_t { 0 };
+        std::uint64_t wordStarts = 0;
         bool mayHold(std::uint64_t queryPairs) const { return (pairs & queryPairs) == queryPairs; }
         bool mayStartWordsWith(std::uint64_t classes) const
         {
@@ -158,7 +160,9 @@ private:
         std::string_view sortKey {}; // An ASCII title, or Ranker::appendSortKey's; read folded.
         std::uint64_t word = 0; // Eight bytes of the key, at the depth that sortTies has reached.
     };
-    bool precedes(const Hit& a, const Hit& b) const;
+    inline bool precedes(const Hit& a, const Hit& b) const;
+    // Of hits of the same score and count.
+    bool precedesByTitle(const Hit& a, const Hit& b) const;
     const char* titleStart(std::uint32_t item) const;
     // Of ties whose keys are the same up to `depth`.
     bool precedes(const Tie& a, const Tie& b, std::size_t depth) const;

@@ -592,28 +592,15 @@ public:
         , m_wordStarts(knownWordStarts.value_or(0))
         , m_hasWordStarts(knownWordStarts.has_value())
     {
-        auto slotCount = pattern.asciiCharacters.size();
 #if defined(__SSE2__)
-        // Each block is loaded and folded once, then compared with every slot's character.
-        auto blockCount = (count + 15) / 16;
-        for (std::uint32_t block = 0; block < blockCount; ++block) {
-            auto offset = 16 * block;
-            if (offset + 16 <= readable) [[likely]]
-                m_blocks[block]
-                    = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_bytes + offset));
-            else
-                m_blocks[block] = lastBlock(m_bytes + offset, readable - offset);
-            auto folded = Ascii::foldBlock(m_blocks[block]);
-            for (std::size_t slot = 0; slot < slotCount; ++slot) {
-                auto hits = _mm_movemask_epi8(_mm_cmpeq_epi8(folded, pattern.slotBlocks[slot]));
-                m_masks[slot] |= std::uint64_t { static_cast<unsigned>(hits) } << offset;
-            }
-        }
-        for (std::size_t slot = 0; slot < slotCount; ++slot)
-            m_masks[slot] &= inTarget();
+        // Two or four whole blocks, whatever the count: a loop over just enough of them would
+        // turn as often one way as another.
+        if (count <= 32)
+            findSlots<2>(readable, pattern);
+        else
+            findSlots<4>(readable, pattern);
 #else
         (void)readable;
-        (void)slotCount;
         for (std::uint32_t position = 0; position < count; ++position) {
             auto byte = m_bytes[position];
             auto slot = byte < 0x80 ? m_slots[Ascii::fold(byte)] : Pattern::noSlot;
@@ -715,12 +702,38 @@ private:
         return bits ? from + static_cast<std::uint32_t>(std::countr_zero(bits)) : m_count;
     }
 #if defined(__SSE2__)
-    // The block at the end of what may be read, padded with NUL.
-    [[gnu::cold]] static __m128i lastBlock(const unsigned char* bytes, std::size_t size)
+    // Loads the first `blockCount` blocks, and marks where each slot's character stands in them:
+    // each block is folded once and compared with every slot's character.
+    template <std::uint32_t blockCount> void findSlots(std::size_t readable, const Pattern& pattern)
     {
-        alignas(16) unsigned char block[16] = {};
-        std::memcpy(block, bytes, size);
-        return _mm_load_si128(reinterpret_cast<const __m128i*>(block));
+        __m128i folded[blockCount];
+        for (std::uint32_t block = 0; block < blockCount; ++block) {
+            if (16 * (block + 1) <= readable) [[likely]]
+                m_blocks[block]
+                    = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_bytes + 16 * block));
+            else
+                m_blocks[block] = lastBlock(m_bytes, readable, 16 * block);
+            folded[block] = Ascii::foldBlock(m_blocks[block]);
+        }
+        auto slotCount = pattern.asciiCharacters.size();
+        for (std::size_t slot = 0; slot < slotCount; ++slot) {
+            std::uint64_t bits = 0;
+            for (std::uint32_t block = 0; block < blockCount; ++block) {
+                auto hits
+                    = _mm_movemask_epi8(_mm_cmpeq_epi8(folded[block], pattern.slotBlocks[slot]));
+                bits |= std::uint64_t { static_cast<unsigned>(hits) } << (16 * block);
+            }
+            m_masks[slot] = bits & inTarget();
+        }
+    }
+    // The block at `offset`, near the end of what may be read, padded with NUL.
+    [[gnu::cold]] static __m128i lastBlock(
+        const unsigned char* bytes, std::size_t readable, std::size_t offset)
+    {
+        alignas(16) unsigned char padded[16] = {};
+        if (offset < readable)
+            std::memcpy(padded, bytes + offset, std::min<std::size_t>(16, readable - offset));
+        return _mm_load_si128(reinterpret_cast<const __m128i*>(padded));
     }
 #endif
     // Every word start at once, kept once worked out.

@@ -185,7 +185,9 @@ std::uint64_t pairBit(const TraitCharacter& first, const TraitCharacter& second)
 
 unsigned threadCount(unsigned requested)
 {
-    return requested ? requested : std::max(1u, std::thread::hardware_concurrency());
+    // Asked once: the C library reads a file of the system's for it, every time.
+    static const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+    return requested ? requested : cores;
 }
 
 // Runs `work` on every worker, the first on this thread.
@@ -209,6 +211,13 @@ struct LineFilter::Bounds {
         : pattern(searched)
         , queryLead(leadOf(searched.chars[0]))
     {
+        // A line that holds the query holds twice every class that the query holds twice.
+        std::uint64_t seen = 0;
+        for (auto character : pattern.compact) {
+            auto classBit = characterClassBit(character);
+            repeatedClasses |= seen & classBit;
+            seen |= classBit;
+        }
         // A line that holds the query holds its pairs; one that holds it at a word start, or
         // starts with it, holds its first character there, and its first pair, unless the query
         // starts with a separator or NUL.
@@ -243,6 +252,7 @@ struct LineFilter::Bounds {
 
     const FuzzyMatcher::Pattern& pattern;
     std::uint8_t queryLead;
+    std::uint64_t repeatedClasses = 0;
     std::uint64_t pairs = 0;
     std::uint64_t firstClass = 0; // None when a word start need not hold the first character.
     std::uint64_t firstPair = 0;
@@ -481,14 +491,15 @@ auto LineFilter::withTarget(
     auto& line = m_index.lines[item];
     auto storage = static_cast<Storage>(line.storage);
     if (storage == Storage::ascii) [[likely]] {
-        auto text = m_input.text().substr(line.offset);
+        auto input = m_input.text();
+        auto* text = input.data() + line.offset;
         if (line.characterCount <= FuzzyMatcher::ShortAsciiTarget::maxCount) {
             auto wordStarts
                 = m_traits.empty() ? std::nullopt : std::optional(m_traits[item].wordStarts);
             return visit(FuzzyMatcher::ShortAsciiTarget(
-                text.data(), line.characterCount, text.size(), pattern, wordStarts));
+                text, line.characterCount, input.size() - line.offset, pattern, wordStarts));
         }
-        return visit(FuzzyMatcher::AsciiTarget(text.data(), line.characterCount));
+        return visit(FuzzyMatcher::AsciiTarget(text, line.characterCount));
     }
     return withOtherTarget(item, visit);
 }
@@ -605,7 +616,13 @@ LineFilter::Traits LineFilter::asciiTraits(std::string_view text, std::size_t re
     };
     // NUL has no class, and a pair with it reads as one with a space: a bit too many only lets a
     // line through.
-    Traits traits { 0, 0, 0, 0 };
+    Traits traits { 0, 0, 0, 0, 0 };
+    std::uint64_t seen = 0;
+    for (std::size_t index = 0; index < size; ++index) {
+        auto classBit = asciiClassBits[bytes[index]];
+        traits.repeatedClasses |= seen & classBit;
+        seen |= classBit;
+    }
     for (std::size_t index = 0; index + 1 < size; ++index)
         traits.pairs |= pairAt(index);
     auto addWordStart = [&](std::size_t index) {
@@ -650,11 +667,14 @@ LineFilter::Traits LineFilter::asciiTraits(std::string_view text, std::size_t re
 template <typename Target> LineFilter::Traits LineFilter::targetTraits(const Target& target)
 {
     // Without a branch, as for ASCII lines: a pair with NUL reads as one with a space.
-    Traits traits { 0, 0, 0, 0 };
+    Traits traits { 0, 0, 0, 0, 0 };
     TraitCharacter previous {};
     std::uint64_t previousStarts = 0;
+    std::uint64_t seen = 0;
     for (std::uint32_t position = 0; position < target.count(); ++position) {
         auto current = traitCharacterOf(target.at(position));
+        traits.repeatedClasses |= seen & current.classBit;
+        seen |= current.classBit;
         auto pair = pairBit(previous, current) & -std::uint64_t { position > 0 };
         std::uint64_t starts = target.isWordStart(position);
         traits.pairs |= pair;
@@ -722,6 +742,16 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
             auto item = items ? items[index] : index;
             holding[holdingCount] = item;
             holdingCount += (m_index.lines[item].mask & pattern.mask) == pattern.mask;
+        }
+        // Prepared, the lines that lack a class twice that the query has twice go too.
+        if (auto repeated = worker.bounds.repeatedClasses; repeated && !m_traits.empty()) {
+            std::uint32_t keptCount = 0;
+            for (std::uint32_t held = 0; held < holdingCount; ++held) {
+                auto item = holding[held];
+                holding[keptCount] = item;
+                keptCount += (m_traits[item].repeatedClasses & repeated) == repeated;
+            }
+            holdingCount = keptCount;
         }
         // Keeps the held lines that pass `test`, in order, and sets the others aside as
         // candidates, returning how many.

@@ -132,11 +132,13 @@ private:
     };
     struct Bounds;
     struct Worker;
-    // What a search with room for only some matches asks of a line before making it a target,
-    // each a set of class bits, a pair of adjacent classes hashed to one: the classes at its word
-    // starts, the pairs that begin at a word start, and all its pairs. An ASCII line short
-    // enough for a mask target keeps its word starts too, a bit a character.
+    // What searches ask of a line before making it a target, each a set of class bits, a pair of
+    // adjacent classes hashed to one: the classes that stand more than once, and, for searches
+    // with room for only some matches, the classes at its word starts, the pairs that begin at a
+    // word start, and all its pairs. An ASCII line short enough for a mask target keeps its word
+    // starts too, a bit a character.
     struct Traits {
+        std::uint64_t repeatedClasses = ~std::uint64_t { 0 };
         std::uint64_t wordStartClasses = ~std::uint64_t { 0 };
         std::uint64_t wordStartPairs = ~std::uint64_t { 0 };
         std::uint64_t pairs = ~std::uint64_t { 0 };

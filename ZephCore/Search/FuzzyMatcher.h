@@ -9,6 +9,7 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #if defined(__SSE2__)
@@ -596,9 +597,9 @@ public:
         // Two or four whole blocks, whatever the count: a loop over just enough of them would
         // turn as often one way as another.
         if (count <= 32)
-            findSlots<2>(readable, pattern);
+            findSlots(readable, pattern, std::make_integer_sequence<std::uint32_t, 2>());
         else
-            findSlots<4>(readable, pattern);
+            findSlots(readable, pattern, std::make_integer_sequence<std::uint32_t, 4>());
 #else
         (void)readable;
         for (std::uint32_t position = 0; position < count; ++position) {
@@ -702,28 +703,30 @@ private:
         return bits ? from + static_cast<std::uint32_t>(std::countr_zero(bits)) : m_count;
     }
 #if defined(__SSE2__)
-    // Loads the first `blockCount` blocks, and marks where each slot's character stands in them:
-    // each block is folded once and compared with every slot's character.
-    template <std::uint32_t blockCount> void findSlots(std::size_t readable, const Pattern& pattern)
+    // Loads the blocks, and marks where each slot's character stands in them: each block is
+    // folded once and compared with every slot's character.
+    template <std::uint32_t... block>
+    void findSlots(std::size_t readable, const Pattern& pattern,
+        std::integer_sequence<std::uint32_t, block...>)
     {
-        __m128i folded[blockCount];
-        for (std::uint32_t block = 0; block < blockCount; ++block) {
-            if (16 * (block + 1) <= readable) [[likely]]
-                m_blocks[block]
-                    = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_bytes + 16 * block));
+        __m128i folded[sizeof...(block)];
+        for (std::uint32_t index = 0; index < sizeof...(block); ++index) {
+            if (16 * (index + 1) <= readable) [[likely]]
+                m_blocks[index]
+                    = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_bytes + 16 * index));
             else
-                m_blocks[block] = lastBlock(m_bytes, readable, 16 * block);
-            folded[block] = Ascii::foldBlock(m_blocks[block]);
+                m_blocks[index] = lastBlock(m_bytes, readable, 16 * index);
+            folded[index] = Ascii::foldBlock(m_blocks[index]);
         }
         auto slotCount = pattern.asciiCharacters.size();
         for (std::size_t slot = 0; slot < slotCount; ++slot) {
-            std::uint64_t bits = 0;
-            for (std::uint32_t block = 0; block < blockCount; ++block) {
-                auto hits
-                    = _mm_movemask_epi8(_mm_cmpeq_epi8(folded[block], pattern.slotBlocks[slot]));
-                bits |= std::uint64_t { static_cast<unsigned>(hits) } << (16 * block);
-            }
-            m_masks[slot] = bits & inTarget();
+            auto needle = pattern.slotBlocks[slot];
+            auto hits = [&](std::uint32_t index) {
+                return std::uint64_t { static_cast<unsigned>(
+                           _mm_movemask_epi8(_mm_cmpeq_epi8(folded[index], needle))) }
+                << (16 * index);
+            };
+            m_masks[slot] = (hits(block) | ...) & inTarget();
         }
     }
     // The block at `offset`, near the end of what may be read, padded with NUL.

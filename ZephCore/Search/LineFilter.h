@@ -48,9 +48,10 @@ public:
     std::vector<Hit> search(const QueryText& query, const Options& options);
     // The next search looks at every line again.
     void forgetPreviousQuery();
-    // Works out, for every line, what searches with room for only some matches use to pass over
-    // most lines without looking at them. It costs about what a few such searches save, so it
-    // pays when many follow, as they do while a query is typed. Results never change.
+    // Works out, for every line, what searches use to pass over most lines without looking at
+    // them, those with room for only some matches above all. It costs about what a few such
+    // searches save, so it pays when many follow, as they do while a query is typed. Results
+    // never change.
     void prepareForTyping(unsigned threads = 0);
 
     std::size_t size() const { return m_index.lines.size(); }

@@ -424,7 +424,7 @@ TEST(FuzzyMatcher, LongAsciiTargetsCountAndScoreLikePreparedRecords)
 // Short ASCII lines find the query's characters through bit masks, and characters past the
 // query's first eight distinct ones through the bytes: random lines of up to 64 characters over a
 // small alphabet, and queries that repeat characters, hold spaces or run past eight, score exactly
-// as they do on the bytes alone.
+// as they do on the bytes alone, whether the word starts are worked out or given.
 TEST(FuzzyMatcher, ShortAsciiTargetsScoreLikeTheirBytes)
 {
     std::mt19937 random(11);
@@ -444,30 +444,37 @@ TEST(FuzzyMatcher, ShortAsciiTargetsScoreLikeTheirBytes)
         FuzzyMatcher::AsciiTarget bytes(text.data(), static_cast<std::uint32_t>(text.size()));
         // Some lines end the input, so that their last block is copied rather than loaded.
         auto followed = text + pick(alphabet, round % 3 == 0 ? 0 : 40);
-        FuzzyMatcher::ShortAsciiTarget masks(
-            followed.data(), static_cast<std::uint32_t>(text.size()), followed.size(), pattern);
-        for (std::uint32_t from = 0; from <= text.size(); ++from) {
-            for (auto character : pattern.chars) {
-                ASSERT_EQ(masks.find(character, from), bytes.find(character, from));
-                ASSERT_EQ(masks.findPair(character, pattern.chars[0], from),
-                    bytes.findPair(character, pattern.chars[0], from));
-                ASSERT_EQ(masks.findPair(pattern.chars[0], character, from),
-                    bytes.findPair(pattern.chars[0], character, from));
-                ASSERT_EQ(masks.findWordStart(character, from),
-                    FuzzyMatcher::Detail::findWordStart(bytes, character, from));
+        auto count = static_cast<std::uint32_t>(text.size());
+        std::uint64_t wordStarts = 0;
+        for (std::uint32_t position = 0; position < count; ++position)
+            wordStarts |= std::uint64_t { bytes.isWordStart(position) } << position;
+        for (auto given : { std::optional<std::uint64_t> {}, std::optional(wordStarts) }) {
+            FuzzyMatcher::ShortAsciiTarget masks(
+                followed.data(), count, followed.size(), pattern, given);
+            for (std::uint32_t from = 0; from <= text.size(); ++from) {
+                for (auto character : pattern.chars) {
+                    ASSERT_EQ(masks.find(character, from), bytes.find(character, from));
+                    ASSERT_EQ(masks.findPair(character, pattern.chars[0], from),
+                        bytes.findPair(character, pattern.chars[0], from));
+                    ASSERT_EQ(masks.findPair(pattern.chars[0], character, from),
+                        bytes.findPair(pattern.chars[0], character, from));
+                    ASSERT_EQ(masks.findWordStart(character, from),
+                        FuzzyMatcher::Detail::findWordStart(bytes, character, from));
+                }
+                ASSERT_EQ(FuzzyMatcher::Detail::findOccurrence(pattern, masks, from),
+                    FuzzyMatcher::Detail::findOccurrence(pattern, bytes, from));
             }
-            ASSERT_EQ(FuzzyMatcher::Detail::findOccurrence(pattern, masks, from),
-                FuzzyMatcher::Detail::findOccurrence(pattern, bytes, from));
-        }
-        ASSERT_EQ(masks.wordStartCount(), bytes.wordStartCount());
-        ASSERT_EQ(FuzzyMatcher::contains(pattern, masks), FuzzyMatcher::contains(pattern, bytes));
-        for (std::size_t band = 0; band < FuzzyMatcher::bandCount; ++band) {
-            std::vector<int> expected;
-            std::vector<int> indices;
-            auto first = static_cast<FuzzyMatcher::Band>(band);
-            ASSERT_EQ(FuzzyMatcher::score(pattern, masks, 0, &indices, first),
-                FuzzyMatcher::score(pattern, bytes, 0, &expected, first));
-            ASSERT_EQ(indices, expected);
+            ASSERT_EQ(masks.wordStartCount(), bytes.wordStartCount());
+            ASSERT_EQ(
+                FuzzyMatcher::contains(pattern, masks), FuzzyMatcher::contains(pattern, bytes));
+            for (std::size_t band = 0; band < FuzzyMatcher::bandCount; ++band) {
+                std::vector<int> expected;
+                std::vector<int> indices;
+                auto first = static_cast<FuzzyMatcher::Band>(band);
+                ASSERT_EQ(FuzzyMatcher::score(pattern, masks, 0, &indices, first),
+                    FuzzyMatcher::score(pattern, bytes, 0, &expected, first));
+                ASSERT_EQ(indices, expected);
+            }
         }
     }
     // A query as long as the longest short line stands at its start; a longer one nowhere.

@@ -3,6 +3,7 @@
 #include "Search/Ranker.h"
 #include "Support/Text.h"
 
+#include <map>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -233,17 +234,22 @@ TEST(LineFilter, AnAnswerWithRoomForSomeIsTheWholeAnswersBeginning)
         }
     }
     LineFilter filter { InputBuffer(std::move(text)) };
-    // Then again once the lines' word starts and pairs of characters are known, which pass over
-    // lines that cannot reach a band: queries that begin with a separator, or hold one, or whose
-    // letters stand at word starts only as an acronym.
+    // Then again once the lines' word starts, pairs of characters and characters held twice are
+    // known, which pass over lines that cannot reach a band or cannot match: queries that begin
+    // with a separator, or hold one, or whose letters stand at word starts only as an acronym, or
+    // that hold a letter twice; all against what the unprepared filter finds.
+    std::map<std::string, Rows> wholes;
     for (bool prepared : { false, true }) {
         if (prepared)
             filter.prepareForTyping();
         for (auto query : { "e", "s", "sa", "sample", "cafe", "ete", "set", "usrshr", "a b", "sf",
                  "zoe", "libpy", "xsx", "qz", "ecole", "\u03C9", "omega", "fvb", "vault2", "-s",
-                 "_c", "/usr", "2b", "hs", "ts", "e.t" }) {
+                 "_c", "/usr", "2b", "hs", "ts", "e.t", "sett", "ss", "ee", "ttt", "a a" }) {
             filter.forgetPreviousQuery();
-            auto whole = filtered(filter, query, {});
+            if (!prepared)
+                wholes[query] = filtered(filter, query, {});
+            auto& whole = wholes[query];
+            EXPECT_EQ(filtered(filter, query, {}), whole) << query;
             for (std::size_t limit : { 1, 7, 64, 256, 3000 }) {
                 SCOPED_TRACE(std::string(query) + ", limit " + std::to_string(limit)
                     + (prepared ? ", prepared" : ""));

@@ -366,7 +366,10 @@ std::optional<double> scoreScattered(const Pattern& pattern, const Target& targe
     if (!plain)
         return std::nullopt;
     double plainScore = scatterScore(*plain, compactCount, count);
-    double preferredScore = preferred ? scatterScore(*preferred, compactCount, count) : 0;
+    // The walks mostly agree throughout.
+    double preferredScore = !preferred ? 0
+        : *preferred == *plain         ? plainScore
+                                       : scatterScore(*preferred, compactCount, count);
     bool plainWins = plainScore > preferredScore;
     double best = plainWins ? plainScore : preferredScore;
     if (best < floor)

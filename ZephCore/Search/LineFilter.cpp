@@ -1026,9 +1026,25 @@ void LineFilter::sortTies(Tie* begin, Tie* end, std::size_t depth, int levelsLef
 }
 
 // A whole run brings up to millions of hits, but only hundreds of distinct scores and counts: a
-// counting sort by them beats comparing. The order within a run is left to orderTies.
+// counting sort by them beats comparing, but for the few hundred of a search with a limit. The
+// order within a run is left to orderTies.
 std::vector<LineFilter::Hit> LineFilter::inOrderOfNumbers(const std::vector<Worker>& workers)
 {
+    constexpr std::size_t fewHits = 4096;
+    std::size_t hitCount = 0;
+    for (auto& worker : workers)
+        hitCount += worker.hits.size();
+    if (hitCount <= fewHits) {
+        std::vector<Hit> hits;
+        hits.reserve(hitCount);
+        for (auto& worker : workers)
+            hits.insert(hits.end(), worker.hits.begin(), worker.hits.end());
+        std::sort(hits.begin(), hits.end(), [](const Hit& a, const Hit& b) {
+            return a.score != b.score ? a.score > b.score : a.characterCount < b.characterCount;
+        });
+        return hits;
+    }
+
     struct Run {
         double score = 0;
         std::uint32_t characterCount = 0;
@@ -1056,9 +1072,6 @@ std::vector<LineFilter::Hit> LineFilter::inOrderOfNumbers(const std::vector<Work
             slots[slotOf(runs[run].score, runs[run].characterCount)] = run;
     };
     rehash();
-    std::size_t hitCount = 0;
-    for (auto& worker : workers)
-        hitCount += worker.hits.size();
     std::vector<std::uint32_t> runOfHit;
     runOfHit.reserve(hitCount);
     for (auto& worker : workers) {

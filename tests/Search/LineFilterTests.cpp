@@ -278,11 +278,12 @@ TEST(LineFilter, LongRunsOfTiesAreInOrderOfTitleThenId)
 {
     // Hundreds of lines a run of equal scores and counts, sharing a long beginning: tails of a few
     // letters that differ in case, in accents, by a NUL, or not at all, and keys that end at every
-    // depth within a word of eight bytes.
+    // depth within a word of eight bytes. Thousands of hits are put in order by counting, the few
+    // hundred of a search with a limit by comparing.
     const std::string letters[] = { "a", "A", "b", "/", "\u00E9", "\u00C9", std::string(1, '\0') };
     std::vector<std::string> source;
     std::string text;
-    for (std::uint32_t index = 0; index < 3000; ++index) {
+    for (std::uint32_t index = 0; index < 6000; ++index) {
         auto line = std::string("x/Shared/Beginning/Of/Every/Path/").substr(0, 26 + index % 9);
         for (auto letter = index * 2654435761u; line.size() < 40 + index % 3; letter /= 7)
             line += letters[letter % 7];
@@ -292,6 +293,7 @@ TEST(LineFilter, LongRunsOfTiesAreInOrderOfTitleThenId)
     LineFilter filter { InputBuffer(std::move(text)) };
     EXPECT_EQ(filtered(filter, "x", {}), ranked("x", 10'000, 0.2, source));
     EXPECT_EQ(filtered(filter, "x", {}, 0.2, 2), ranked("x", 10'000, 0.2, source));
+    EXPECT_EQ(filtered(filter, "x", 300), ranked("x", 300, 0.2, source));
 }
 
 TEST(LineFilter, NothingIsFoundForNoRoomOrAnEmptyQuery)

@@ -183,6 +183,22 @@ std::uint64_t pairBit(const TraitCharacter& first, const TraitCharacter& second)
     return std::uint64_t { 1 } << ((first.firstShare + second.secondShare) & 63);
 }
 
+// The classes of a text read a character at a time, and those that came more than once.
+struct ClassTally {
+    std::uint64_t seen = 0;
+    std::uint64_t repeated = 0;
+    void add(std::uint64_t classBit)
+    {
+        repeated |= seen & classBit;
+        seen |= classBit;
+    }
+};
+
+// Hits and runs of hits in order of score, then of count: what orders them before their titles.
+constexpr auto byNumbers = [](const auto& a, const auto& b) {
+    return a.score != b.score ? a.score > b.score : a.characterCount < b.characterCount;
+};
+
 unsigned threadCount(unsigned requested)
 {
     // Asked once: the C library reads a file of the system's for it, every time.
@@ -212,12 +228,10 @@ struct LineFilter::Bounds {
         , queryLead(leadOf(searched.chars[0]))
     {
         // A line that holds the query holds twice every class that the query holds twice.
-        std::uint64_t seen = 0;
-        for (auto character : pattern.compact) {
-            auto classBit = characterClassBit(character);
-            repeatedClasses |= seen & classBit;
-            seen |= classBit;
-        }
+        ClassTally classes;
+        for (auto character : pattern.compact)
+            classes.add(characterClassBit(character));
+        repeatedClasses = classes.repeated;
         // A line that holds the query holds its pairs; one that holds it at a word start, or
         // starts with it, holds its first character there, and its first pair, unless the query
         // starts with a separator or NUL.
@@ -617,14 +631,13 @@ LineFilter::Traits LineFilter::asciiTraits(std::string_view text, std::size_t re
     // NUL has no class, and a pair with it reads as one with a space: a bit too many only lets a
     // line through.
     Traits traits { 0, 0, 0, 0, 0 };
-    std::uint64_t seen = 0;
+    ClassTally classes;
     for (std::size_t index = 0; index < size; ++index) {
-        auto classBit = asciiClassBits[bytes[index]];
-        traits.repeatedClasses |= seen & classBit;
-        seen |= classBit;
+        classes.add(asciiClassBits[bytes[index]]);
+        if (index + 1 < size)
+            traits.pairs |= pairAt(index);
     }
-    for (std::size_t index = 0; index + 1 < size; ++index)
-        traits.pairs |= pairAt(index);
+    traits.repeatedClasses = classes.repeated;
     auto addWordStart = [&](std::size_t index) {
         traits.wordStartClasses |= asciiClassBits[bytes[index]];
         if (index + 1 < size)
@@ -670,11 +683,10 @@ template <typename Target> LineFilter::Traits LineFilter::targetTraits(const Tar
     Traits traits { 0, 0, 0, 0, 0 };
     TraitCharacter previous {};
     std::uint64_t previousStarts = 0;
-    std::uint64_t seen = 0;
+    ClassTally classes;
     for (std::uint32_t position = 0; position < target.count(); ++position) {
         auto current = traitCharacterOf(target.at(position));
-        traits.repeatedClasses |= seen & current.classBit;
-        seen |= current.classBit;
+        classes.add(current.classBit);
         auto pair = pairBit(previous, current) & -std::uint64_t { position > 0 };
         std::uint64_t starts = target.isWordStart(position);
         traits.pairs |= pair;
@@ -683,6 +695,7 @@ template <typename Target> LineFilter::Traits LineFilter::targetTraits(const Tar
         previous = current;
         previousStarts = starts;
     }
+    traits.repeatedClasses = classes.repeated;
     return traits;
 }
 
@@ -1039,9 +1052,7 @@ std::vector<LineFilter::Hit> LineFilter::inOrderOfNumbers(const std::vector<Work
         hits.reserve(hitCount);
         for (auto& worker : workers)
             hits.insert(hits.end(), worker.hits.begin(), worker.hits.end());
-        std::sort(hits.begin(), hits.end(), [](const Hit& a, const Hit& b) {
-            return a.score != b.score ? a.score > b.score : a.characterCount < b.characterCount;
-        });
+        std::sort(hits.begin(), hits.end(), byNumbers);
         return hits;
     }
 
@@ -1092,10 +1103,8 @@ std::vector<LineFilter::Hit> LineFilter::inOrderOfNumbers(const std::vector<Work
     }
     std::vector<std::uint32_t> order(runs.size());
     std::iota(order.begin(), order.end(), 0u);
-    std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
-        return runs[a].score != runs[b].score ? runs[a].score > runs[b].score
-                                              : runs[a].characterCount < runs[b].characterCount;
-    });
+    std::sort(order.begin(), order.end(),
+        [&](std::uint32_t a, std::uint32_t b) { return byNumbers(runs[a], runs[b]); });
     std::vector<std::size_t> nextPlace(runs.size());
     std::size_t place = 0;
     for (auto run : order) {

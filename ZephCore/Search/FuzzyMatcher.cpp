@@ -28,8 +28,11 @@ Pattern makePattern(const QueryText& query)
     pattern.charSlots = slotsOf(pattern.chars);
     pattern.compactSlots = slotsOf(pattern.compact);
 #if defined(__SSE2__)
-    for (std::size_t slot = 0; slot < pattern.asciiCharacters.size(); ++slot)
-        pattern.slotBlocks[slot] = _mm_set1_epi8(pattern.asciiCharacters[slot]);
+    for (std::size_t slot = 0; slot < pattern.asciiCharacters.size(); ++slot) {
+        auto character = pattern.asciiCharacters[slot];
+        pattern.slotBlocks[slot] = _mm_set1_epi8(character);
+        pattern.slotCaseBits[slot] = _mm_set1_epi8(character >= 'a' && character <= 'z' ? 0x20 : 0);
+    }
 #endif
     return pattern;
 }

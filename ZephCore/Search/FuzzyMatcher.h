@@ -49,8 +49,10 @@ struct Pattern {
     std::basic_string<std::uint8_t> charSlots {};
     std::basic_string<std::uint8_t> compactSlots {};
 #if defined(__SSE2__)
-    // Each slot's character in all sixteen bytes, to compare folded blocks of a target with.
+    // Each slot's character in all sixteen bytes, to compare folded blocks of a target with, and
+    // what OR-ing into a byte folds it to the character: the case bit of a letter.
     __m128i slotBlocks[maxAsciiSlots] {};
+    __m128i slotCaseBits[maxAsciiSlots] {};
 #endif
 };
 Pattern makePattern(const QueryText& query);
@@ -112,6 +114,54 @@ inline const unsigned char* findByte(
     return end;
 }
 
+#if defined(__SSE2__)
+// The block at `offset`, near the end of the `readable` bytes from `bytes` on, padded with NUL.
+[[gnu::cold]] inline __m128i lastBlock(
+    const unsigned char* bytes, std::size_t readable, std::size_t offset)
+{
+    alignas(16) unsigned char padded[16] = {};
+    if (offset < readable)
+        std::memcpy(padded, bytes + offset, std::min<std::size_t>(16, readable - offset));
+    return _mm_load_si128(reinterpret_cast<const __m128i*>(padded));
+}
+
+// Whether the compacted query, whose characters all have slots, is a subsequence of `count`
+// bytes, ASCII or folded below 256, of which `readable` may be read. Each block of sixteen is
+// loaded once, and looked at for as many of the query's characters as it holds in turn.
+inline bool containsInBlocks(
+    const unsigned char* bytes, std::uint32_t count, std::size_t readable, const Pattern& pattern)
+{
+    auto slot = pattern.compactSlots.begin();
+    auto end = pattern.compactSlots.end();
+    // True once the block's bytes in `inTarget` hold the rest of the query.
+    auto holdsRest = [&](__m128i block, unsigned inTarget) {
+        for (;;) {
+            auto folded = _mm_or_si128(block, pattern.slotCaseBits[*slot]);
+            auto hits = static_cast<unsigned>(
+                            _mm_movemask_epi8(_mm_cmpeq_epi8(folded, pattern.slotBlocks[*slot])))
+                & inTarget;
+            if (!hits)
+                return false;
+            if (++slot == end)
+                return true;
+            // The next character is looked for past this one.
+            inTarget &= ~((2u << std::countr_zero(hits)) - 1);
+        }
+    };
+    std::uint32_t offset = 0;
+    for (; count - offset >= 16; offset += 16) {
+        if (holdsRest(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + offset)), 0xFFFF))
+            return true;
+    }
+    if (offset == count)
+        return false;
+    auto last = readable - offset >= 16
+        ? _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + offset))
+        : lastBlock(bytes, readable, offset);
+    return holdsRest(last, (1u << (count - offset)) - 1);
+}
+#endif
+
 template <typename Target>
 bool equalsAt(const Target& target, std::uint32_t position, const std::u32string& characters)
 {
@@ -164,20 +214,26 @@ std::uint32_t findOccurrence(const Pattern& pattern, const Target& target, std::
     }
 }
 
-// The first position from `from` on that holds `character` at a word start, or count().
+// The first position from `from` on that holds `character` at a word start, or count(), found
+// through the character, because word starts are dearer to find than characters.
+template <typename Target>
+std::uint32_t findWordStartByFinding(const Target& target, Character character, std::uint32_t from)
+{
+    auto count = target.count();
+    auto position = target.find(character, from);
+    while (position < count && !target.isWordStart(position))
+        position = target.find(character, position + 1);
+    return std::min(position, count);
+}
+
+// The same, from the target when it knows better.
 template <typename Target>
 std::uint32_t findWordStart(const Target& target, Character character, std::uint32_t from)
 {
-    if constexpr (requires { target.findWordStart(character, from); }) {
+    if constexpr (requires { target.findWordStart(character, from); })
         return target.findWordStart(character, from);
-    } else {
-        // Through the character, because word starts are dearer to find than characters.
-        auto count = target.count();
-        auto position = target.find(character, from);
-        while (position < count && !target.isWordStart(position))
-            position = target.find(character, position + 1);
-        return std::min(position, count);
-    }
+    else
+        return findWordStartByFinding(target, character, from);
 }
 
 inline std::optional<double> accept(
@@ -491,17 +547,45 @@ private:
     const MatchText& m_text;
 };
 
+// False when no word start of a target whose word starts hold `wordStartClasses` holds
+// `character`. NUL has no class, and may start a word.
+constexpr bool mayStartWord(Character character, std::uint64_t wordStartClasses)
+{
+    auto classBit = characterClassBit(character);
+    return !classBit || (classBit & wordStartClasses);
+}
+
 // Pure-ASCII text as a target, matched on its original bytes: folding and word starts are worked
 // out on the fly, so that a large index keeps only one byte per character.
 class AsciiTarget {
 public:
-    AsciiTarget(const char* bytes, std::uint32_t count)
+    // `readable` bytes from `bytes` on may be read, when more than `count`. An index may know
+    // the classes of the characters at word starts, so that a character of another class is
+    // known to stand at none without a scan.
+    AsciiTarget(const char* bytes, std::uint32_t count, std::size_t readable = 0,
+        std::uint64_t wordStartClasses = ~std::uint64_t { 0 })
         : m_bytes(reinterpret_cast<const unsigned char*>(bytes))
         , m_count(count)
+        , m_readable(std::max<std::size_t>(readable, count))
+        , m_wordStartClasses(wordStartClasses)
     {
     }
-    std::uint32_t count() const { return m_count; }
-    Character at(std::uint32_t position) const { return Ascii::fold(m_bytes[position]); }
+    bool contains(const Pattern& pattern) const
+    {
+#if defined(__SSE2__)
+        if (!pattern.compactSlots.empty())
+            return Detail::containsInBlocks(m_bytes, m_count, m_readable, pattern);
+#endif
+        return containsByFinding(pattern, *this);
+    }
+    std::uint32_t count() const
+    {
+        return m_count;
+    }
+    Character at(std::uint32_t position) const
+    {
+        return Ascii::fold(m_bytes[position]);
+    }
     bool isWordStart(std::uint32_t position) const
     {
         if (position == 0)
@@ -547,6 +631,12 @@ public:
         }
         return m_count;
     }
+    std::uint32_t findWordStart(Character character, std::uint32_t from) const
+    {
+        if (!mayStartWord(character, m_wordStartClasses))
+            return m_count;
+        return Detail::findWordStartByFinding(*this, character, from);
+    }
     // Asked of every line that is an acronym of the query, however long.
     std::uint32_t wordStartCount() const
     {
@@ -570,6 +660,8 @@ public:
 protected:
     const unsigned char* m_bytes;
     std::uint32_t m_count;
+    std::size_t m_readable;
+    std::uint64_t m_wordStartClasses;
 
 private:
     // What OR-ing into a byte folds it to `folded`: the case bit for letters, nothing otherwise.
@@ -591,7 +683,7 @@ public:
     // sixteen can be loaded. An index may know the word starts, a bit a character.
     ShortAsciiTarget(const char* bytes, std::uint32_t count, std::size_t readable,
         const Pattern& pattern, std::optional<std::uint64_t> knownWordStarts = std::nullopt)
-        : AsciiTarget(bytes, count)
+        : AsciiTarget(bytes, count, readable)
         , m_slots(pattern.asciiSlots)
         , m_wordStarts(knownWordStarts.value_or(0))
         , m_hasWordStarts(knownWordStarts.has_value())
@@ -646,7 +738,7 @@ public:
             return m_count;
         auto slot = m_slots[character];
         if (slot == Pattern::noSlot)
-            return Detail::findWordStart(static_cast<const AsciiTarget&>(*this), character, from);
+            return AsciiTarget::findWordStart(character, from);
         if (m_hasWordStarts)
             return firstFrom(m_masks[slot] & m_wordStarts, from);
         // Working out every word start costs more than testing a few places.
@@ -718,7 +810,7 @@ private:
                 m_blocks[index]
                     = _mm_loadu_si128(reinterpret_cast<const __m128i*>(m_bytes + 16 * index));
             else
-                m_blocks[index] = lastBlock(m_bytes, readable, 16 * index);
+                m_blocks[index] = Detail::lastBlock(m_bytes, readable, 16 * index);
             folded[index] = Ascii::foldBlock(m_blocks[index]);
         }
         auto slotCount = pattern.asciiCharacters.size();
@@ -731,15 +823,6 @@ private:
             };
             m_masks[slot] = (hits(block) | ...) & inTarget();
         }
-    }
-    // The block at `offset`, near the end of what may be read, padded with NUL.
-    [[gnu::cold]] static __m128i lastBlock(
-        const unsigned char* bytes, std::size_t readable, std::size_t offset)
-    {
-        alignas(16) unsigned char padded[16] = {};
-        if (offset < readable)
-            std::memcpy(padded, bytes + offset, std::min<std::size_t>(16, readable - offset));
-        return _mm_load_si128(reinterpret_cast<const __m128i*>(padded));
     }
 #endif
     // Every word start at once, kept once worked out.

@@ -88,13 +88,15 @@ struct LatinScratch {
 // asks for them, since most lines fail before any stage does.
 class LatinTarget {
 public:
-    // `readable` bytes from the text's start, at least its size, may be read.
-    LatinTarget(
-        std::string_view text, std::size_t readable, std::uint32_t count, LatinScratch& scratch)
+    // `readable` bytes from the text's start, at least its size, may be read. The classes at
+    // word starts may be known.
+    LatinTarget(std::string_view text, std::size_t readable, std::uint32_t count,
+        LatinScratch& scratch, std::uint64_t wordStartClasses)
         : m_text(text)
         , m_readable(readable)
         , m_scratch(scratch)
         , m_folded(folded(text, readable, count, scratch))
+        , m_wordStartClasses(wordStartClasses)
     {
     }
     std::uint32_t count() const { return m_folded.count(); }
@@ -112,6 +114,12 @@ public:
     {
         knowWordStarts();
         return m_folded.wordStartCount();
+    }
+    std::uint32_t findWordStart(Character character, std::uint32_t from) const
+    {
+        if (!FuzzyMatcher::mayStartWord(character, m_wordStartClasses))
+            return count();
+        return FuzzyMatcher::Detail::findWordStartByFinding(*this, character, from);
     }
 
 private:
@@ -134,6 +142,7 @@ private:
     std::size_t m_readable;
     LatinScratch& m_scratch;
     FuzzyMatcher::FoldedTarget<std::uint8_t> m_folded;
+    std::uint64_t m_wordStartClasses;
     mutable bool m_hasWordStarts = false;
 };
 
@@ -513,7 +522,9 @@ auto LineFilter::withTarget(
             return visit(FuzzyMatcher::ShortAsciiTarget(
                 text, line.characterCount, input.size() - line.offset, pattern, wordStarts));
         }
-        return visit(FuzzyMatcher::AsciiTarget(text, line.characterCount));
+        return visit(
+            FuzzyMatcher::AsciiTarget(text, line.characterCount, input.size() - line.offset,
+                m_traits.empty() ? ~std::uint64_t { 0 } : m_traits[item].wordStartClasses));
     }
     return withOtherTarget(item, visit);
 }
@@ -527,8 +538,9 @@ template <typename Visit> auto LineFilter::withOtherTarget(std::uint32_t item, V
         // twice.
         thread_local LatinScratch scratch;
         auto input = m_input.text();
-        return visit(LatinTarget(
-            lineAt(input, line.offset), input.size() - line.offset, line.characterCount, scratch));
+        return visit(LatinTarget(lineAt(input, line.offset), input.size() - line.offset,
+            line.characterCount, scratch,
+            m_traits.empty() ? ~std::uint64_t { 0 } : m_traits[item].wordStartClasses));
     }
     auto offset = m_index.wideLines[line.offset].charOffset;
     if (storage == Storage::folded8) {

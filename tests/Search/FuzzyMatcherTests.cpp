@@ -392,8 +392,10 @@ TEST(FuzzyMatcher, BothScatteredWalksAtOnceAgreeWithEachWalkAlone)
     }
 }
 
-// Long ASCII lines count their word starts sixteen bytes at a time: random lines of up to 300
-// characters over every class of byte count and score as prepared records do.
+// Long ASCII lines count their word starts and look for the query sixteen bytes at a time:
+// random lines of up to 300 characters over every class of byte count and score as prepared
+// records do, and hold the query as a search character by character finds, whether input follows
+// them or not, and whether the classes at their word starts are given or not.
 TEST(FuzzyMatcher, LongAsciiTargetsCountAndScoreLikePreparedRecords)
 {
     std::mt19937 random(17);
@@ -403,20 +405,31 @@ TEST(FuzzyMatcher, LongAsciiTargetsCountAndScoreLikePreparedRecords)
         for (auto length = random() % 300; text.size() < length;)
             text += alphabet[random() % alphabet.size()];
         std::string query;
-        for (auto length = 1 + random() % 4; query.size() < length;)
+        for (auto length = 1 + random() % 9; query.size() < length;)
             query += "abz0 "[random() % 5];
         SCOPED_TRACE(query + " / " + text);
         auto prepared = makeMatchText(text);
-        FuzzyMatcher::AsciiTarget bytes(text.data(), static_cast<std::uint32_t>(text.size()));
+        auto count = static_cast<std::uint32_t>(text.size());
+        // What follows a line must not count as part of it.
+        auto followed = text + std::string(round % 2 ? 0 : 20, "ab0"[round % 3]);
+        FuzzyMatcher::AsciiTarget bytes(text.data(), count);
         ASSERT_EQ(bytes.wordStartCount(), prepared.wordStarts.size());
+        std::uint64_t wordStartClasses = 0;
+        for (auto start : prepared.wordStarts)
+            wordStartClasses |= characterClassBit(prepared.chars[static_cast<std::size_t>(start)]);
         auto expected = FuzzyMatcher::match(makeQueryText(query), prepared);
-        std::vector<int> indices;
-        auto score = FuzzyMatcher::score(
-            FuzzyMatcher::makePattern(makeQueryText(query)), bytes, 0, &indices);
-        ASSERT_EQ(score.has_value(), expected.has_value());
-        if (score) {
-            EXPECT_EQ(*score, expected->score);
-            EXPECT_EQ(indices, expected->indices);
+        auto pattern = FuzzyMatcher::makePattern(makeQueryText(query));
+        for (auto classes : { ~std::uint64_t { 0 }, wordStartClasses }) {
+            FuzzyMatcher::AsciiTarget target(followed.data(), count, followed.size(), classes);
+            ASSERT_EQ(FuzzyMatcher::contains(pattern, target),
+                FuzzyMatcher::containsByFinding(pattern, bytes));
+            std::vector<int> indices;
+            auto score = FuzzyMatcher::score(pattern, target, 0, &indices);
+            ASSERT_EQ(score.has_value(), expected.has_value());
+            if (score) {
+                EXPECT_EQ(*score, expected->score);
+                EXPECT_EQ(indices, expected->indices);
+            }
         }
     }
 }
@@ -465,8 +478,8 @@ TEST(FuzzyMatcher, ShortAsciiTargetsScoreLikeTheirBytes)
                     FuzzyMatcher::Detail::findOccurrence(pattern, bytes, from));
             }
             ASSERT_EQ(masks.wordStartCount(), bytes.wordStartCount());
-            ASSERT_EQ(
-                FuzzyMatcher::contains(pattern, masks), FuzzyMatcher::contains(pattern, bytes));
+            ASSERT_EQ(FuzzyMatcher::contains(pattern, masks),
+                FuzzyMatcher::containsByFinding(pattern, bytes));
             for (std::size_t band = 0; band < FuzzyMatcher::bandCount; ++band) {
                 std::vector<int> expected;
                 std::vector<int> indices;

@@ -218,7 +218,7 @@ TEST(LineFilter, AnAnswerWithRoomForSomeIsTheWholeAnswersBeginning)
             return std::string(words[(index * 2654435761u + salt * 40503u) % std::size(words)]);
         };
         auto number = std::to_string(index * 7919 % 10'007);
-        switch (index % 4) {
+        switch (index % 5) {
         case 0:
             text += "/usr/share/" + word(1) + "/" + word(2) + number + ".txt\n";
             break;
@@ -228,8 +228,13 @@ TEST(LineFilter, AnAnswerWithRoomForSomeIsTheWholeAnswersBeginning)
         case 2:
             text += word(5) + word(6) + number + "\n";
             break;
-        default:
+        case 3:
             text += number + "-" + word(7) + "_" + word(8) + "\n";
+            break;
+        default:
+            // Past a short line's 64 characters, ASCII or Latin.
+            text += "/home/ada/Projects/" + word(9) + "/usr/share/doc/" + word(10) + "/" + word(11)
+                + "-" + word(12) + number + ".txt\n";
             break;
         }
     }
@@ -244,7 +249,8 @@ TEST(LineFilter, AnAnswerWithRoomForSomeIsTheWholeAnswersBeginning)
             filter.prepareForTyping();
         for (auto query : { "e", "s", "sa", "sample", "cafe", "ete", "set", "usrshr", "a b", "sf",
                  "zoe", "libpy", "xsx", "qz", "ecole", "\u03C9", "omega", "fvb", "vault2", "-s",
-                 "_c", "/usr", "2b", "hs", "ts", "e.t", "sett", "ss", "ee", "ttt", "a a" }) {
+                 "_c", "/usr", "2b", "hs", "ts", "e.t", "sett", "ss", "ee", "ttt", "a a",
+                 "usrshrdoc", "hdoczoe", "prjete" }) {
             filter.forgetPreviousQuery();
             if (!prepared)
                 wholes[query] = filtered(filter, query, {});

@@ -858,16 +858,43 @@ private:
 // of word starts beside them.
 template <typename Code> class FoldedTarget {
 public:
+    // `readable` characters from `chars` on may be read, when more than `count`. The classes at
+    // word starts may be known, as for AsciiTarget.
     FoldedTarget(const Code* chars, std::uint32_t count, const std::uint64_t* wordStartBits,
-        std::uint64_t firstBit)
+        std::uint64_t firstBit, std::size_t readable = 0,
+        std::uint64_t wordStartClasses = ~std::uint64_t { 0 })
         : m_chars(chars)
         , m_count(count)
+        , m_readable(std::max<std::size_t>(readable, count))
         , m_bits(wordStartBits)
         , m_firstBit(firstBit)
+        , m_wordStartClasses(wordStartClasses)
     {
     }
-    std::uint32_t count() const { return m_count; }
-    Character at(std::uint32_t position) const { return m_chars[position]; }
+    std::uint32_t findWordStart(Character character, std::uint32_t from) const
+    {
+        if (!mayStartWord(character, m_wordStartClasses))
+            return m_count;
+        return Detail::findWordStartByFinding(*this, character, from);
+    }
+    bool contains(const Pattern& pattern) const
+    {
+#if defined(__SSE2__)
+        if constexpr (sizeof(Code) == 1) {
+            if (!pattern.compactSlots.empty())
+                return Detail::containsInBlocks(m_chars, m_count, m_readable, pattern);
+        }
+#endif
+        return containsByFinding(pattern, *this);
+    }
+    std::uint32_t count() const
+    {
+        return m_count;
+    }
+    Character at(std::uint32_t position) const
+    {
+        return m_chars[position];
+    }
     bool isWordStart(std::uint32_t position) const
     {
         auto bit = m_firstBit + position;
@@ -907,8 +934,10 @@ public:
 private:
     const Code* m_chars;
     std::uint32_t m_count;
+    std::size_t m_readable;
     const std::uint64_t* m_bits;
     std::uint64_t m_firstBit;
+    std::uint64_t m_wordStartClasses;
 };
 
 } // namespace FuzzyMatcher

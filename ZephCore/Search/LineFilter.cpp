@@ -19,10 +19,11 @@ namespace zeph {
 
 namespace {
 
-// Below this many items to search, or hits to put in order, starting threads costs more than it
-// saves.
+// Below this many items to search, hits to put in order or Latin lines to fold, starting threads
+// costs more than it saves.
 constexpr std::size_t itemsPerThread = 50'000;
 constexpr std::size_t hitsPerThread = 8192;
+constexpr std::size_t latinLinesPerThread = 10'000;
 constexpr std::uint32_t chunkSize = 8192;
 // Below this many bytes, the input is prepared on one thread.
 constexpr std::size_t bytesPerThread = std::size_t { 4 } << 20;
@@ -44,6 +45,20 @@ void setBits(std::uint64_t* bits, std::size_t firstBit, const std::vector<std::u
     for (std::size_t index = 0; index < values.size(); ++index) {
         if (values[index])
             bits[(firstBit + index) / 64] |= std::uint64_t { 1 } << ((firstBit + index) % 64);
+    }
+}
+
+// ORs `count` bits of `source` into `bits` from bit `firstBit` on, writing no word that holds none
+// of them, so that stretches of bits that share no word may be written on threads of their own.
+void orBits(
+    std::uint64_t* bits, std::size_t firstBit, const std::uint64_t* source, std::size_t count)
+{
+    auto shift = firstBit % 64;
+    auto* words = bits + firstBit / 64;
+    for (std::size_t index = 0; 64 * index < count; ++index) {
+        words[index] |= source[index] << shift;
+        if (auto carried = shift ? source[index] >> (64 - shift) : 0)
+            words[index + 1] |= carried;
     }
 }
 
@@ -88,17 +103,16 @@ struct LatinScratch {
 // asks for them, since most lines fail before any stage does.
 class LatinTarget {
 public:
-    // `readable` bytes from the text's start, at least its size, may be read. The classes at
-    // word starts may be known.
-    LatinTarget(std::string_view text, std::size_t readable, std::uint32_t count,
-        LatinScratch& scratch, std::uint64_t wordStartClasses)
+    // `readable` bytes from the text's start, at least its size, may be read.
+    LatinTarget(
+        std::string_view text, std::size_t readable, std::uint32_t count, LatinScratch& scratch)
         : m_text(text)
         , m_readable(readable)
         , m_scratch(scratch)
         , m_folded(folded(text, readable, count, scratch))
-        , m_wordStartClasses(wordStartClasses)
     {
     }
+    bool contains(const FuzzyMatcher::Pattern& pattern) const { return m_folded.contains(pattern); }
     std::uint32_t count() const { return m_folded.count(); }
     Character at(std::uint32_t position) const { return m_folded.at(position); }
     std::uint32_t find(Character character, std::uint32_t from) const
@@ -115,12 +129,6 @@ public:
         knowWordStarts();
         return m_folded.wordStartCount();
     }
-    std::uint32_t findWordStart(Character character, std::uint32_t from) const
-    {
-        if (!FuzzyMatcher::mayStartWord(character, m_wordStartClasses))
-            return count();
-        return FuzzyMatcher::Detail::findWordStartByFinding(*this, character, from);
-    }
 
 private:
     static FuzzyMatcher::FoldedTarget<std::uint8_t> folded(
@@ -128,7 +136,7 @@ private:
     {
         scratch.makeRoom(count, text.size());
         foldLatinBytes(text, readable, scratch.chars.data());
-        return { scratch.chars.data(), count, scratch.wordStarts.data(), 0 };
+        return { scratch.chars.data(), count, scratch.wordStarts.data(), 0, scratch.chars.size() };
     }
     void knowWordStarts() const
     {
@@ -142,7 +150,6 @@ private:
     std::size_t m_readable;
     LatinScratch& m_scratch;
     FuzzyMatcher::FoldedTarget<std::uint8_t> m_folded;
-    std::uint64_t m_wordStartClasses;
     mutable bool m_hasWordStarts = false;
 };
 
@@ -507,6 +514,11 @@ std::uint32_t LineFilter::lineNumber(std::uint32_t item) const
     return item + 1 + static_cast<std::uint32_t>(emptyBefore);
 }
 
+std::uint64_t LineFilter::wordStartClasses(std::uint32_t item) const
+{
+    return m_traits.empty() ? ~std::uint64_t { 0 } : m_traits[item].wordStartClasses;
+}
+
 template <typename Visit>
 auto LineFilter::withTarget(
     const FuzzyMatcher::Pattern& pattern, std::uint32_t item, Visit&& visit) const
@@ -522,9 +534,8 @@ auto LineFilter::withTarget(
             return visit(FuzzyMatcher::ShortAsciiTarget(
                 text, line.characterCount, input.size() - line.offset, pattern, wordStarts));
         }
-        return visit(
-            FuzzyMatcher::AsciiTarget(text, line.characterCount, input.size() - line.offset,
-                m_traits.empty() ? ~std::uint64_t { 0 } : m_traits[item].wordStartClasses));
+        return visit(FuzzyMatcher::AsciiTarget(
+            text, line.characterCount, input.size() - line.offset, wordStartClasses(item)));
     }
     return withOtherTarget(item, visit);
 }
@@ -538,17 +549,17 @@ template <typename Visit> auto LineFilter::withOtherTarget(std::uint32_t item, V
         // twice.
         thread_local LatinScratch scratch;
         auto input = m_input.text();
-        return visit(LatinTarget(lineAt(input, line.offset), input.size() - line.offset,
-            line.characterCount, scratch,
-            m_traits.empty() ? ~std::uint64_t { 0 } : m_traits[item].wordStartClasses));
+        return visit(LatinTarget(
+            lineAt(input, line.offset), input.size() - line.offset, line.characterCount, scratch));
     }
     auto offset = m_index.wideLines[line.offset].charOffset;
     if (storage == Storage::folded8) {
         return visit(FuzzyMatcher::FoldedTarget<std::uint8_t>(m_index.folded8.data() + offset,
-            line.characterCount, m_index.wordStarts8.data(), offset));
+            line.characterCount, m_index.wordStarts8.data(), offset,
+            m_index.folded8.size() - offset, wordStartClasses(item)));
     }
     return visit(FuzzyMatcher::FoldedTarget<char32_t>(m_index.folded32.data() + offset,
-        line.characterCount, m_index.wordStarts32.data(), offset));
+        line.characterCount, m_index.wordStarts32.data(), offset, 0, wordStartClasses(item)));
 }
 
 std::optional<Match> LineFilter::match(
@@ -711,8 +722,63 @@ template <typename Target> LineFilter::Traits LineFilter::targetTraits(const Tar
     return traits;
 }
 
+void LineFilter::foldLatinLines(unsigned threads)
+{
+    std::vector<std::uint32_t> latin;
+    for (std::uint32_t item = 0; item < m_index.lines.size(); ++item) {
+        if (static_cast<Storage>(m_index.lines[item].storage) == Storage::latin)
+            latin.push_back(item);
+    }
+    if (latin.empty())
+        return;
+    // Each stretch of lines, folded on a thread of its own, starts at a word of word-start bits
+    // of its own, with room after it for the whole blocks that folding writes.
+    auto parts = static_cast<unsigned>(std::min<std::size_t>(
+        threadCount(threads), std::max<std::size_t>(1, latin.size() / latinLinesPerThread)));
+    std::vector<std::size_t> partBegins;
+    auto& wideLines = m_index.wideLines;
+    auto firstWide = wideLines.size();
+    auto end = m_index.folded8.size();
+    for (unsigned part = 0; part < parts; ++part) {
+        end = roundedToWord(end + 16);
+        partBegins.push_back(latin.size() * part / parts);
+        for (auto index = partBegins.back(); index < latin.size() * (part + 1) / parts; ++index) {
+            auto& line = m_index.lines[latin[index]];
+            wideLines.push_back(
+                { .textOffset = line.offset, .charOffset = static_cast<std::uint32_t>(end) });
+            end += line.characterCount;
+            verify(end < std::numeric_limits<std::uint32_t>::max());
+            line.offset = static_cast<std::uint32_t>(wideLines.size() - 1);
+            line.storage = static_cast<std::uint32_t>(Storage::folded8);
+        }
+    }
+    partBegins.push_back(latin.size());
+    m_index.folded8.resize(end + 16);
+    m_index.wordStarts8.resize(wordsFor(end));
+    auto input = m_input.text();
+    auto fold = [&](std::size_t begin, std::size_t stop) {
+        std::vector<std::uint64_t> wordStarts;
+        for (auto index = begin; index < stop; ++index) {
+            auto& wide = wideLines[firstWide + index];
+            auto text = lineAt(input, wide.textOffset);
+            auto readable = input.size() - wide.textOffset;
+            wide.textLength = static_cast<std::uint32_t>(text.size());
+            foldLatinBytes(text, readable, m_index.folded8.data() + wide.charOffset);
+            auto count = m_index.lines[latin[index]].characterCount;
+            wordStarts.assign(wordsFor(count), 0);
+            findLatinWordStarts(text, readable, wordStarts.data());
+            orBits(m_index.wordStarts8.data(), wide.charOffset, wordStarts.data(), count);
+        }
+    };
+    std::vector<std::jthread> helpers;
+    for (unsigned part = 1; part < parts; ++part)
+        helpers.emplace_back(fold, partBegins[part], partBegins[part + 1]);
+    fold(partBegins[0], partBegins[1]);
+}
+
 void LineFilter::prepareForTyping(unsigned threads)
 {
+    foldLatinLines(threads);
     auto lineCount = m_index.lines.size();
     m_traits.resize(lineCount);
     auto parts = static_cast<unsigned>(std::min<std::size_t>(

@@ -20,8 +20,8 @@ namespace zeph {
 // Lines of ASCII or Latin text (every scalar below U+0300), nearly all lines in practice, are
 // matched on their own bytes, folded and split into words on the fly, so that the index costs
 // seventeen bytes a line. Other lines keep their folded characters (one byte each when every code
-// is below 256) and a bit array of word starts. A large input is prepared in stretches on all
-// cores. Not safe for concurrent searches.
+// is below 256) and a bit array of word starts, and so do Latin lines once prepared for typing. A
+// large input is prepared in stretches on all cores. Not safe for concurrent searches.
 class LineFilter {
 public:
     // Takes the input; a line ends at "\n" or "\r\n". Invalid UTF-8 becomes U+FFFD.
@@ -174,6 +174,8 @@ private:
     void orderTies(std::vector<Hit>& hits, unsigned threads) const;
     // Sorts ties whose keys are the same up to `depth` and whose words hold the next eight bytes.
     void sortTies(Tie* begin, Tie* end, std::size_t depth, int levelsLeft) const;
+    // The classes at the line's word starts, once prepared; every class before.
+    std::uint64_t wordStartClasses(std::uint32_t item) const;
     // Calls `visit` with the item as the matcher's target, made for `pattern`.
     template <typename Visit>
     auto withTarget(const FuzzyMatcher::Pattern& pattern, std::uint32_t item, Visit&& visit) const;
@@ -181,6 +183,10 @@ private:
     template <typename Visit> auto withOtherTarget(std::uint32_t item, Visit&& visit) const;
     // True when no stage could score the line at `floor` or above.
     inline bool fallsShort(const Worker& worker, std::uint32_t item, double floor) const;
+    // Latin lines, matched on their bytes to keep the index small, are folded once, as other
+    // lines are: searches then neither fold them nor work out their word starts, query after
+    // query.
+    void foldLatinLines(unsigned threads);
     void searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
         std::uint32_t end, FuzzyMatcher::Band lowest) const;
     // One line whose class mask holds the query's: a first look down to `lowest`, or a wait

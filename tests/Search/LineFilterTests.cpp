@@ -336,8 +336,9 @@ TEST(LineFilter, ThreadsChangeNothing)
 
 TEST(LineFilter, PreparingInStretchesChangesNothing)
 {
-    // Large enough to be prepared in stretches: every kind of line, with empty lines and CR LF
-    // endings on either side of where stretches may meet.
+    // Large enough to be prepared in stretches, and then for typing with its Latin lines folded
+    // in stretches: every kind of line, with empty lines and CR LF endings on either side of where
+    // stretches may meet.
     const std::string kinds[] = { "/srv/data/{}/code.txt", "/srv/Caf\u00E9/{}/notes.md",
         "/srv/data/{}/zoe.txt", "/srv/Caf\u00E9/{}/bad.md", "Zo\u00EB {} \u0150z", "",
         "/srv/data/{}/code.txt", "/srv/Caf\u00E9/{}/notes.md", "\u65E5\u672C {} code",
@@ -357,11 +358,31 @@ TEST(LineFilter, PreparingInStretchesChangesNothing)
         ASSERT_EQ(stretched.lineNumber(item), whole.lineNumber(item));
         ASSERT_EQ(stretched.characterCount(item), whole.characterCount(item));
     }
-    for (auto query : { "code", "cafe 12", "zoe oz", "\u65E5", "bad", "\U0001F1EB\U0001F1F7 5" }) {
+    const char* const queries[]
+        = { "code", "cafe 12", "zoe oz", "\u65E5", "bad", "\U0001F1EB\U0001F1F7 5", "srvcafnot" };
+    std::vector<Rows> expected;
+    for (auto query : queries) {
         SCOPED_TRACE(query);
-        auto expected = filtered(whole, query, {});
-        EXPECT_FALSE(expected.empty());
-        EXPECT_EQ(filtered(stretched, query, {}), expected);
+        expected.push_back(filtered(whole, query, {}));
+        EXPECT_FALSE(expected.back().empty());
+        EXPECT_EQ(filtered(stretched, query, {}), expected.back());
+    }
+    auto pattern = FuzzyMatcher::makePattern(makeQueryText("srvcafnot"));
+    std::vector<std::optional<Match>> highlights;
+    for (std::uint32_t item = 0; item < whole.size(); item += 97)
+        highlights.push_back(whole.match(pattern, item));
+    whole.prepareForTyping(1);
+    stretched.prepareForTyping(2);
+    for (auto* filter : { &whole, &stretched }) {
+        for (std::uint32_t item = 0; item < whole.size(); item += 97) {
+            ASSERT_EQ(filter->title(item), stretched.title(item));
+            ASSERT_EQ(filter->match(pattern, item), highlights[item / 97]);
+        }
+        for (std::size_t index = 0; index < std::size(queries); ++index) {
+            SCOPED_TRACE(std::string(queries[index]) + ", prepared");
+            filter->forgetPreviousQuery();
+            EXPECT_EQ(filtered(*filter, queries[index], {}), expected[index]);
+        }
     }
 }
 

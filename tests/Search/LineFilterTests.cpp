@@ -358,10 +358,10 @@ TEST(LineFilter, PreparingInStretchesChangesNothing)
         ASSERT_EQ(stretched.lineNumber(item), whole.lineNumber(item));
         ASSERT_EQ(stretched.characterCount(item), whole.characterCount(item));
     }
-    const char* const queries[]
+    const char* const searched[]
         = { "code", "cafe 12", "zoe oz", "\u65E5", "bad", "\U0001F1EB\U0001F1F7 5", "srvcafnot" };
     std::vector<Rows> expected;
-    for (auto query : queries) {
+    for (auto query : searched) {
         SCOPED_TRACE(query);
         expected.push_back(filtered(whole, query, {}));
         EXPECT_FALSE(expected.back().empty());
@@ -378,10 +378,10 @@ TEST(LineFilter, PreparingInStretchesChangesNothing)
             ASSERT_EQ(filter->title(item), stretched.title(item));
             ASSERT_EQ(filter->match(pattern, item), highlights[item / 97]);
         }
-        for (std::size_t index = 0; index < std::size(queries); ++index) {
-            SCOPED_TRACE(std::string(queries[index]) + ", prepared");
+        for (std::size_t index = 0; index < std::size(searched); ++index) {
+            SCOPED_TRACE(std::string(searched[index]) + ", prepared");
             filter->forgetPreviousQuery();
-            EXPECT_EQ(filtered(*filter, queries[index], {}), expected[index]);
+            EXPECT_EQ(filtered(*filter, searched[index], {}), expected[index]);
         }
     }
 }

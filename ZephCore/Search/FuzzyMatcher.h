@@ -162,6 +162,22 @@ inline bool containsInBlocks(
 }
 #endif
 
+// Whether a target of bytes, ASCII or folded below 256, of which `readable` may be read, holds the
+// compacted query: a block at a time when each of the query's characters has a slot.
+template <typename Target>
+bool containsBytes(
+    const Target& target, const unsigned char* bytes, std::size_t readable, const Pattern& pattern)
+{
+#if defined(__SSE2__)
+    if (!pattern.compactSlots.empty())
+        return containsInBlocks(bytes, target.count(), readable, pattern);
+#else
+    (void)bytes;
+    (void)readable;
+#endif
+    return containsByFinding(pattern, target);
+}
+
 template <typename Target>
 bool equalsAt(const Target& target, std::uint32_t position, const std::u32string& characters)
 {
@@ -572,20 +588,10 @@ public:
     }
     bool contains(const Pattern& pattern) const
     {
-#if defined(__SSE2__)
-        if (!pattern.compactSlots.empty())
-            return Detail::containsInBlocks(m_bytes, m_count, m_readable, pattern);
-#endif
-        return containsByFinding(pattern, *this);
+        return Detail::containsBytes(*this, m_bytes, m_readable, pattern);
     }
-    std::uint32_t count() const
-    {
-        return m_count;
-    }
-    Character at(std::uint32_t position) const
-    {
-        return Ascii::fold(m_bytes[position]);
-    }
+    std::uint32_t count() const { return m_count; }
+    Character at(std::uint32_t position) const { return Ascii::fold(m_bytes[position]); }
     bool isWordStart(std::uint32_t position) const
     {
         if (position == 0)
@@ -879,22 +885,13 @@ public:
     }
     bool contains(const Pattern& pattern) const
     {
-#if defined(__SSE2__)
-        if constexpr (sizeof(Code) == 1) {
-            if (!pattern.compactSlots.empty())
-                return Detail::containsInBlocks(m_chars, m_count, m_readable, pattern);
-        }
-#endif
-        return containsByFinding(pattern, *this);
+        if constexpr (sizeof(Code) == 1)
+            return Detail::containsBytes(*this, m_chars, m_readable, pattern);
+        else
+            return containsByFinding(pattern, *this);
     }
-    std::uint32_t count() const
-    {
-        return m_count;
-    }
-    Character at(std::uint32_t position) const
-    {
-        return m_chars[position];
-    }
+    std::uint32_t count() const { return m_count; }
+    Character at(std::uint32_t position) const { return m_chars[position]; }
     bool isWordStart(std::uint32_t position) const
     {
         auto bit = m_firstBit + position;

@@ -163,6 +163,21 @@ void forEachShape(const Shapes& shapes, const FuzzyMatcher::Pattern& pattern, Ch
     }
 }
 
+// Scores the target, expecting the score and the indices of `expected`.
+template <typename Target>
+std::optional<double> expectMatch(const FuzzyMatcher::Pattern& pattern, const Target& target,
+    const std::optional<Match>& expected)
+{
+    std::vector<int> indices;
+    auto score = FuzzyMatcher::score(pattern, target, 0, &indices);
+    EXPECT_EQ(score.has_value(), expected.has_value());
+    if (score && expected) {
+        EXPECT_EQ(*score, expected->score);
+        EXPECT_EQ(indices, expected->indices);
+    }
+    return score;
+}
+
 } // namespace
 
 TEST(FuzzyMatcher, EachStageScoresInItsBandWithItsIndices)
@@ -251,13 +266,7 @@ TEST(FuzzyMatcher, IndexShapesScoreExactlyLikePreparedRecords)
             auto pattern = FuzzyMatcher::makePattern(makeQueryText(queryText));
             auto expected = FuzzyMatcher::match(makeQueryText(queryText), shapes.prepared);
             forEachShape(shapes, pattern, [&](const auto& target) {
-                std::vector<int> indices;
-                auto score = FuzzyMatcher::score(pattern, target, 0, &indices);
-                ASSERT_EQ(score.has_value(), expected.has_value());
-                if (score) {
-                    EXPECT_EQ(*score, expected->score);
-                    EXPECT_EQ(indices, expected->indices);
-                }
+                auto score = expectMatch(pattern, target, expected);
                 // Without a place for indices, the score is the same.
                 EXPECT_EQ(FuzzyMatcher::score(pattern, target), score);
             });
@@ -423,13 +432,7 @@ TEST(FuzzyMatcher, LongAsciiTargetsCountAndScoreLikePreparedRecords)
             FuzzyMatcher::AsciiTarget target(followed.data(), count, followed.size(), classes);
             ASSERT_EQ(FuzzyMatcher::contains(pattern, target),
                 FuzzyMatcher::containsByFinding(pattern, bytes));
-            std::vector<int> indices;
-            auto score = FuzzyMatcher::score(pattern, target, 0, &indices);
-            ASSERT_EQ(score.has_value(), expected.has_value());
-            if (score) {
-                EXPECT_EQ(*score, expected->score);
-                EXPECT_EQ(indices, expected->indices);
-            }
+            expectMatch(pattern, target, expected);
         }
     }
 }

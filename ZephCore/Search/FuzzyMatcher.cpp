@@ -31,7 +31,8 @@ Pattern makePattern(const QueryText& query)
     for (std::size_t slot = 0; slot < pattern.asciiCharacters.size(); ++slot) {
         auto character = pattern.asciiCharacters[slot];
         pattern.slotBlocks[slot] = _mm_set1_epi8(character);
-        pattern.slotCaseBits[slot] = _mm_set1_epi8(character >= 'a' && character <= 'z' ? 0x20 : 0);
+        pattern.slotCaseBits[slot]
+            = _mm_set1_epi8(Detail::caseBitOf(static_cast<unsigned char>(character)));
     }
 #endif
     return pattern;

@@ -92,6 +92,12 @@ template <typename Target> bool contains(const Pattern& pattern, const Target& t
 
 namespace Detail {
 
+// What OR-ing into an ASCII byte folds it to `folded`: the case bit for letters, nothing otherwise.
+constexpr char caseBitOf(Character folded)
+{
+    return folded >= 'a' && folded <= 'z' ? 0x20 : 0;
+}
+
 // The first byte from `begin` on that equals `byte` once `caseBit` is OR-ed into it, or `end`.
 // Inline, because most searches stop within a few blocks, before a call to memchr would pay.
 inline const unsigned char* findByte(
@@ -602,9 +608,10 @@ public:
     {
         if (from >= m_count || character >= 0x80)
             return m_count;
-        return static_cast<std::uint32_t>(Detail::findByte(m_bytes + from, m_bytes + m_count,
-                                              static_cast<unsigned char>(character),
-                                              static_cast<unsigned char>(caseBit(character)))
+        return static_cast<std::uint32_t>(
+            Detail::findByte(m_bytes + from, m_bytes + m_count,
+                static_cast<unsigned char>(character),
+                static_cast<unsigned char>(Detail::caseBitOf(character)))
             - m_bytes);
     }
     // The first position from `from` on that holds `first` followed by `second`, or count().
@@ -616,9 +623,9 @@ public:
         auto* last = m_bytes + m_count - 1; // The last place a pair can start.
 #if defined(__SSE2__)
         const auto firstNeedle = _mm_set1_epi8(static_cast<char>(first));
-        const auto firstCase = _mm_set1_epi8(caseBit(first));
+        const auto firstCase = _mm_set1_epi8(Detail::caseBitOf(first));
         const auto secondNeedle = _mm_set1_epi8(static_cast<char>(second));
-        const auto secondCase = _mm_set1_epi8(caseBit(second));
+        const auto secondCase = _mm_set1_epi8(Detail::caseBitOf(second));
         for (; last - position >= 16; position += 16) {
             auto leading = _mm_loadu_si128(reinterpret_cast<const __m128i*>(position));
             auto trailing = _mm_loadu_si128(reinterpret_cast<const __m128i*>(position + 1));
@@ -631,8 +638,8 @@ public:
         }
 #endif
         for (; position < last; ++position) {
-            if (Character(position[0] | caseBit(first)) == first
-                && Character(position[1] | caseBit(second)) == second)
+            if (Character(position[0] | Detail::caseBitOf(first)) == first
+                && Character(position[1] | Detail::caseBitOf(second)) == second)
                 return static_cast<std::uint32_t>(position - m_bytes);
         }
         return m_count;
@@ -668,13 +675,6 @@ protected:
     std::uint32_t m_count;
     std::size_t m_readable;
     std::uint64_t m_wordStartClasses;
-
-private:
-    // What OR-ing into a byte folds it to `folded`: the case bit for letters, nothing otherwise.
-    static char caseBit(Character folded)
-    {
-        return folded >= 'a' && folded <= 'z' ? 0x20 : 0;
-    }
 };
 
 // Pure-ASCII text of at most 64 characters, with a bit mask of where each of the query's ASCII

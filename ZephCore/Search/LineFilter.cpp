@@ -545,8 +545,8 @@ template <typename Visit> auto LineFilter::withOtherTarget(std::uint32_t item, V
     auto& line = m_index.lines[item];
     auto storage = static_cast<Storage>(line.storage);
     if (storage == Storage::latin) {
-        // Folded again for each query that gets this far: cheaper than keeping every such line
-        // twice.
+        // Unprepared, folded again for each query that gets this far: cheaper than keeping every
+        // such line twice when few queries follow.
         thread_local LatinScratch scratch;
         auto input = m_input.text();
         return visit(LatinTarget(
@@ -738,6 +738,7 @@ void LineFilter::foldLatinLines(unsigned threads)
     std::vector<std::size_t> partBegins;
     auto& wideLines = m_index.wideLines;
     auto firstWide = wideLines.size();
+    wideLines.reserve(firstWide + latin.size());
     auto end = m_index.folded8.size();
     for (unsigned part = 0; part < parts; ++part) {
         end = roundedToWord(end + 16);

@@ -339,6 +339,10 @@ struct ScatterWalks {
 // start after it holds the character.
 template <typename Target> ScatterWalks walkBoth(const Pattern& pattern, const Target& target)
 {
+    if constexpr (requires { target.walkBoth(pattern); }) {
+        if (auto walks = target.walkBoth(pattern))
+            return *walks;
+    }
     auto count = target.count();
     ScatterWalk walk;
     std::uint32_t from = 0;
@@ -790,6 +794,58 @@ public:
     std::uint32_t wordStartCount() const
     {
         return static_cast<std::uint32_t>(std::popcount(wordStarts()));
+    }
+    // Detail::walkBoth's two walks, on the masks, when every character of the compacted query
+    // has a slot: each pick is a bit found, not a character looked up and then found.
+    std::optional<Detail::ScatterWalks> walkBoth(const Pattern& pattern) const
+    {
+        auto& slots = pattern.compactSlots;
+        if (slots.empty())
+            return std::nullopt;
+        auto starts = wordStarts();
+        auto next = [&](std::uint64_t bits, std::uint32_t from) {
+            return from < m_count ? firstFrom(bits, from) : m_count;
+        };
+        // The walk from the character at `index` (not the first) on, picking at `from` or later.
+        auto finish = [&](bool preferWordStarts, Detail::ScatterWalk walk, std::size_t index,
+                          std::uint32_t from) -> std::optional<Detail::ScatterWalk> {
+            for (; index < slots.size(); ++index) {
+                auto bits = m_masks[slots[index]];
+                auto pick = m_count;
+                if (preferWordStarts)
+                    pick = from < m_count && (bits >> from) & 1 ? from : next(bits & starts, from);
+                if (pick == m_count)
+                    pick = next(bits, from);
+                if (pick == m_count)
+                    return std::nullopt;
+                walk.add(index, pick, (starts >> pick) & 1);
+                from = pick + 1;
+            }
+            return walk;
+        };
+        Detail::ScatterWalk walk;
+        std::uint32_t from = 0;
+        for (std::size_t index = 0; index < slots.size(); ++index) {
+            auto bits = m_masks[slots[index]];
+            auto pick = next(bits, from);
+            if (pick == m_count)
+                return Detail::ScatterWalks {};
+            bool isWordStart = (starts >> pick) & 1;
+            if (!isWordStart && !(index && pick == from)) {
+                auto start = next(bits & starts, pick + 1);
+                if (start < m_count) {
+                    auto plain = walk;
+                    plain.add(index, pick, false);
+                    auto preferring = walk;
+                    preferring.add(index, start, true);
+                    return Detail::ScatterWalks { finish(false, plain, index + 1, pick + 1),
+                        finish(true, preferring, index + 1, start + 1) };
+                }
+            }
+            walk.add(index, pick, isWordStart);
+            from = pick + 1;
+        }
+        return Detail::ScatterWalks { walk, walk };
     }
 
 private:

@@ -397,7 +397,15 @@ TEST(FuzzyMatcher, BothScatteredWalksAtOnceAgreeWithEachWalkAlone)
         };
         auto prepared = makeMatchText(text);
         check(FuzzyMatcher::MatchTextTarget(prepared));
-        check(FuzzyMatcher::AsciiTarget(text.data(), static_cast<std::uint32_t>(text.size())));
+        auto count = static_cast<std::uint32_t>(text.size());
+        check(FuzzyMatcher::AsciiTarget(text.data(), count));
+        if (count <= FuzzyMatcher::ShortAsciiTarget::maxCount) {
+            std::uint64_t wordStarts = 0;
+            for (auto start : prepared.wordStarts)
+                wordStarts |= std::uint64_t { 1 } << start;
+            check(FuzzyMatcher::ShortAsciiTarget(text.data(), count, count, pattern));
+            check(FuzzyMatcher::ShortAsciiTarget(text.data(), count, count, pattern, wordStarts));
+        }
     }
 }
 

@@ -337,12 +337,9 @@ struct ScatterWalks {
 // Both walks, sharing their picks for as long as they agree: while the plain walk's pick continues
 // a run or starts a word, the preferring walk takes it too, and it takes another only when a word
 // start after it holds the character.
-template <typename Target> ScatterWalks walkBoth(const Pattern& pattern, const Target& target)
+template <typename Target>
+ScatterWalks walkBothByFinding(const Pattern& pattern, const Target& target)
 {
-    if constexpr (requires { target.walkBoth(pattern); }) {
-        if (auto walks = target.walkBoth(pattern))
-            return *walks;
-    }
     auto count = target.count();
     ScatterWalk walk;
     std::uint32_t from = 0;
@@ -370,12 +367,52 @@ template <typename Target> ScatterWalks walkBoth(const Pattern& pattern, const T
     return { walk, walk };
 }
 
+// The same, from the target when it knows better.
+template <typename Target> ScatterWalks walkBoth(const Pattern& pattern, const Target& target)
+{
+    if constexpr (requires { target.walkBoth(pattern); })
+        return target.walkBoth(pattern);
+    else
+        return walkBothByFinding(pattern, target);
+}
+
+// The shares of a walk's score that its picks at word starts and in runs earn, by how many picks
+// it makes and how many of them do.
+inline constexpr double startsShare(std::uint32_t starts, std::size_t picked)
+{
+    return (starts * 0.15) / static_cast<double>(picked);
+}
+inline constexpr double runsShare(std::uint32_t runs, std::size_t picked)
+{
+    return (runs * 0.12) / std::max(1.0, static_cast<double>(picked) - 1);
+}
+
+// Both shares worked out for walks of up to sixteen picks, the same to the last bit: dividing
+// for every walk would cost about what the walk does.
+struct ScatterShares {
+    static constexpr std::size_t maxPicked = 16;
+    double starts[maxPicked + 1][maxPicked + 1] {};
+    double runs[maxPicked + 1][maxPicked + 1] {};
+};
+inline constexpr auto scatterShares = [] {
+    ScatterShares shares;
+    for (std::size_t picked = 1; picked <= ScatterShares::maxPicked; ++picked) {
+        for (std::uint32_t count = 0; count <= picked; ++count) {
+            shares.starts[picked][count] = startsShare(count, picked);
+            shares.runs[picked][count] = runsShare(count, picked);
+        }
+    }
+    return shares;
+}();
+
 inline double scatterScore(const ScatterWalk& walk, std::size_t picked, std::uint32_t targetCount)
 {
-    auto count = static_cast<double>(picked);
-    auto gaps = static_cast<double>(walk.last - walk.first + 1) - count;
-    double raw = 0.25 + (walk.starts * 0.15) / count + (walk.runs * 0.12) / std::max(1.0, count - 1)
-        - std::min(walk.first * 0.125, 1.0) * 0.05
+    bool known = picked <= ScatterShares::maxPicked;
+    double starts
+        = known ? scatterShares.starts[picked][walk.starts] : startsShare(walk.starts, picked);
+    double runs = known ? scatterShares.runs[picked][walk.runs] : runsShare(walk.runs, picked);
+    auto gaps = static_cast<double>(walk.last - walk.first + 1) - static_cast<double>(picked);
+    double raw = 0.25 + starts + runs - std::min(walk.first * 0.125, 1.0) * 0.05
         - std::min(gaps / std::max(1.0, static_cast<double>(targetCount)), 1.0) * 0.05;
     return std::min(std::max(raw, 0.1), 0.58);
 }
@@ -795,13 +832,13 @@ public:
     {
         return static_cast<std::uint32_t>(std::popcount(wordStarts()));
     }
-    // Detail::walkBoth's two walks, on the masks, when every character of the compacted query
+    // Detail::walkBoth's two walks, on the masks when every character of the compacted query
     // has a slot: each pick is a bit found, not a character looked up and then found.
-    std::optional<Detail::ScatterWalks> walkBoth(const Pattern& pattern) const
+    Detail::ScatterWalks walkBoth(const Pattern& pattern) const
     {
         auto& slots = pattern.compactSlots;
         if (slots.empty())
-            return std::nullopt;
+            return Detail::walkBothByFinding(pattern, *this);
         auto starts = wordStarts();
         auto next = [&](std::uint64_t bits, std::uint32_t from) {
             return from < m_count ? firstFrom(bits, from) : m_count;

@@ -405,6 +405,9 @@ inline constexpr auto scatterShares = [] {
     return shares;
 }();
 
+// The most that a walk without a pick at a word start or in a run can score.
+inline constexpr double bareWalkCeiling = 0.25;
+
 inline double scatterScore(const ScatterWalk& walk, std::size_t picked, std::uint32_t targetCount)
 {
     bool known = picked <= ScatterShares::maxPicked;
@@ -412,7 +415,7 @@ inline double scatterScore(const ScatterWalk& walk, std::size_t picked, std::uin
         = known ? scatterShares.starts[picked][walk.starts] : startsShare(walk.starts, picked);
     double runs = known ? scatterShares.runs[picked][walk.runs] : runsShare(walk.runs, picked);
     auto gaps = static_cast<double>(walk.last - walk.first + 1) - static_cast<double>(picked);
-    double raw = 0.25 + starts + runs - std::min(walk.first * 0.125, 1.0) * 0.05
+    double raw = bareWalkCeiling + starts + runs - std::min(walk.first * 0.125, 1.0) * 0.05
         - std::min(gaps / std::max(1.0, static_cast<double>(targetCount)), 1.0) * 0.05;
     return std::min(std::max(raw, 0.1), 0.58);
 }

@@ -265,6 +265,18 @@ struct LineFilter::Bounds {
             auto second = chars.size() > 1 ? traitCharacterOf(chars[1]) : TraitCharacter {};
             firstPair = second.classBit ? pairBit(first, second) : 0;
         }
+        // A scattered walk scores more than a bare walk only with a pick at a word start or in a
+        // run: of a character whose class stands at a word start, or of a pair that stands.
+        auto& compact = pattern.compact;
+        for (std::size_t index = 0; index < compact.size(); ++index) {
+            auto current = traitCharacterOf(compact[index]);
+            scatterClasses |= current.classBit;
+            aboveQuarterAlways = aboveQuarterAlways || !current.classBit;
+            if (index) {
+                auto before = traitCharacterOf(compact[index - 1]);
+                scatterPairs |= pairBit(before, current);
+            }
+        }
         auto otherFirst = pattern.chars[0] + 1;
         for (std::uint32_t count = 0; count < countLimit; ++count) {
             anyFirst[count] = FuzzyMatcher::bestPossibleScore(pattern, count);
@@ -286,6 +298,9 @@ struct LineFilter::Bounds {
     std::uint64_t pairs = 0;
     std::uint64_t firstClass = 0; // None when a word start need not hold the first character.
     std::uint64_t firstPair = 0;
+    std::uint64_t scatterClasses = 0; // Of the compacted query's characters.
+    std::uint64_t scatterPairs = 0; // Of each of them and the one after it.
+    bool aboveQuarterAlways = false; // When one of them has no class.
     double anyFirst[countLimit];
     double anotherFirst[countLimit];
 };
@@ -301,6 +316,9 @@ struct alignas(64) LineFilter::Worker {
     // on, while the answer's floor leaves room for them.
     std::vector<std::uint32_t> deferred {};
     std::vector<std::uint32_t> nextDeferred {};
+    // Could score only in the scattered stage, and a bare walk's score at best: looked at last,
+    // and only while the answer's floor leaves room for them.
+    std::vector<std::uint32_t> atMostBare {};
     double floor = 0;
 };
 
@@ -805,11 +823,15 @@ inline bool LineFilter::mayReach(
     const Worker& worker, std::uint32_t item, FuzzyMatcher::Band band) const
 {
     using FuzzyMatcher::Band;
-    if (band == Band::scattered || m_traits.empty())
+    if (m_traits.empty())
         return true;
     auto& traits = m_traits[item];
     auto& query = worker.bounds;
     bool mayOccur = traits.mayHold(query.pairs);
+    if (band == Band::scattered) {
+        return query.aboveQuarterAlways || (traits.wordStartClasses & query.scatterClasses)
+            || (traits.pairs & query.scatterPairs) || mayOccur;
+    }
     if (band == Band::acronymOrSubstring)
         return mayOccur || traits.mayStartWordsWith(worker.pattern.mask);
     return mayOccur && traits.mayStartWordsWith(query.firstClass)
@@ -892,8 +914,13 @@ void LineFilter::searchLine(Worker& worker, std::uint32_t item, FuzzyMatcher::Ba
     }
     // Its length and first character may keep a line out of the first look's bands: it waits
     // for a later look, without a target made for nothing.
-    if (lowest < Band::acronymOrSubstring && worker.floor < FuzzyMatcher::floorOf(lowest)
-        && fallsShort(worker, item, FuzzyMatcher::floorOf(lowest))) {
+    // So may its traits, from the scattered band's walks but bare ones, which come last. Other
+    // bands' looks set such lines aside by the block, since most of their lines go.
+    bool waits = lowest == Band::scattered
+        ? !mayReach(worker, item, lowest)
+        : lowest < Band::acronymOrSubstring && worker.floor < FuzzyMatcher::floorOf(lowest)
+            && fallsShort(worker, item, FuzzyMatcher::floorOf(lowest));
+    if (waits) {
         worker.candidates.push_back(item);
         deferPast(worker, item, lowest);
         return;
@@ -928,14 +955,19 @@ void LineFilter::scoreInBands(Worker& worker, std::uint32_t item, const Target& 
         keep(worker, Hit { *score, item, target.count() });
         return;
     }
-    deferPast(worker, item, lowest);
+    // Scored below the floor in the last band, it is done with.
+    if (lowest != Band::scattered)
+        deferPast(worker, item, lowest);
 }
 
 void LineFilter::deferPast(Worker& worker, std::uint32_t item, FuzzyMatcher::Band band) const
 {
     using FuzzyMatcher::Band;
-    if (band == Band::scattered)
+    if (band == Band::scattered) {
+        if (worker.floor <= FuzzyMatcher::Detail::bareWalkCeiling)
+            worker.atMostBare.push_back(item);
         return;
+    }
     auto next = static_cast<Band>(static_cast<int>(band) + 1);
     if (worker.floor <= FuzzyMatcher::ceilingOf(next))
         worker.nextDeferred.push_back(item);
@@ -954,6 +986,18 @@ void LineFilter::scoreDeferred(Worker& worker, FuzzyMatcher::Band band) const
         }
         withTarget(worker.pattern, item,
             [&](const auto& target) { scoreInBands(worker, item, target, band, band); });
+    }
+}
+
+void LineFilter::scoreAtMostBare(Worker& worker) const
+{
+    using FuzzyMatcher::Band;
+    for (auto item : worker.atMostBare) {
+        if (worker.floor > FuzzyMatcher::Detail::bareWalkCeiling)
+            break;
+        withTarget(worker.pattern, item, [&](const auto& target) {
+            scoreInBands(worker, item, target, Band::scattered, Band::scattered);
+        });
     }
 }
 
@@ -1064,6 +1108,15 @@ std::vector<LineFilter::Hit> LineFilter::search(const QueryText& query, const Op
         inParallel(workers, [&](Worker& worker) {
             worker.floor = std::max(worker.floor, floor);
             scoreDeferred(worker, static_cast<Band>(band));
+        });
+    }
+    auto floor = answerFloor(workers, options);
+    bool anyAtMostBare = std::any_of(workers.begin(), workers.end(),
+        [](const Worker& worker) { return !worker.atMostBare.empty(); });
+    if (anyAtMostBare && floor <= FuzzyMatcher::Detail::bareWalkCeiling) {
+        inParallel(workers, [&](Worker& worker) {
+            worker.floor = std::max(worker.floor, floor);
+            scoreAtMostBare(worker);
         });
     }
     auto hits = inOrderOfNumbers(workers);

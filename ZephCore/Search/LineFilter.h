@@ -154,7 +154,8 @@ private:
     // its target.
     static Traits asciiTraits(std::string_view text, std::size_t readable);
     template <typename Target> static Traits targetTraits(const Target& target);
-    // False when no stage of `band` or a better one could match the line.
+    // False when no stage of `band` or a better one could match the line; of the scattered band,
+    // when no better one could, and no walk could score more than a bare one.
     inline bool mayReach(const Worker& worker, std::uint32_t item, FuzzyMatcher::Band band) const;
 
     // What orders hits of equal scores and counts.
@@ -192,8 +193,9 @@ private:
     // One line whose class mask holds the query's: a first look down to `lowest`, or a wait
     // for the look at the band after it.
     void searchLine(Worker& worker, std::uint32_t item, FuzzyMatcher::Band lowest) const;
-    // Puts the item aside for the look at the band after `band`, while the answer's floor leaves
-    // room for it there.
+    // Puts the item aside for the look at the band after `band` (after the scattered band, at the
+    // lines that score a bare walk's score at best), while the answer's floor leaves room for it
+    // there.
     void deferPast(Worker& worker, std::uint32_t item, FuzzyMatcher::Band band) const;
     // Scores the stages of the bands from `from` to `lowest`, and keeps the hit or defers the item
     // to a look at the next band.
@@ -201,6 +203,8 @@ private:
     void scoreInBands(Worker& worker, std::uint32_t item, const Target& target,
         FuzzyMatcher::Band from, FuzzyMatcher::Band lowest) const;
     void scoreDeferred(Worker& worker, FuzzyMatcher::Band band) const;
+    // The lines put aside as able to score a bare scattered walk's score at best.
+    void scoreAtMostBare(Worker& worker) const;
     FuzzyMatcher::Band firstLowestBand(const FuzzyMatcher::Pattern& pattern,
         const std::uint32_t* items, std::uint32_t itemCount, std::size_t limit) const;
     void keep(Worker& worker, Hit hit) const;

@@ -9,11 +9,16 @@
 #include <atomic>
 #include <bit>
 #include <charconv>
+#include <cstddef>
 #include <cstring>
 #include <limits>
 #include <numeric>
 #include <optional>
 #include <thread>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace zeph {
 
@@ -838,6 +843,78 @@ inline bool LineFilter::mayReach(
         && (traits.wordStartPairs & query.firstPair) == query.firstPair;
 }
 
+#if defined(__SSE2__)
+namespace {
+
+// Of four lines in turn, by the bits of those that are held: where each held one stands, and how
+// many there are.
+struct HeldOfFour {
+    std::array<std::array<std::uint32_t, 4>, 16> offsets {};
+    std::array<std::uint8_t, 16> counts {};
+};
+constexpr auto heldOfFour = [] {
+    HeldOfFour table;
+    for (unsigned bits = 0; bits < 16; ++bits) {
+        for (std::uint32_t line = 0; line < 4; ++line) {
+            if (bits >> line & 1)
+                table.offsets[bits][table.counts[bits]++] = line;
+        }
+    }
+    return table;
+}();
+
+} // namespace
+#endif
+
+std::uint32_t LineFilter::holdingLines(
+    std::uint32_t begin, std::uint32_t end, std::uint64_t mask, std::uint32_t* holding) const
+{
+    std::uint32_t count = 0;
+    auto* lines = m_index.lines.data();
+    auto item = begin;
+#if defined(__SSE2__)
+    // Four lines at a time: the low halves of their masks in one register, the high halves in
+    // another; the held ones' numbers are written four at a time, the extra ones to be written
+    // over, since fewer than four have been held when four are looked at.
+    static_assert(sizeof(Line) == 16 && offsetof(Line, mask) == 0);
+    const auto low = _mm_set1_epi32(static_cast<int>(mask));
+    const auto high = _mm_set1_epi32(static_cast<int>(mask >> 32));
+    for (; item + 4 <= end; item += 4) {
+        auto load = [&](std::uint32_t line) {
+            return _mm_loadu_ps(reinterpret_cast<const float*>(lines + item + line));
+        };
+        auto first = _mm_shuffle_ps(load(0), load(1), _MM_SHUFFLE(1, 0, 1, 0));
+        auto second = _mm_shuffle_ps(load(2), load(3), _MM_SHUFFLE(1, 0, 1, 0));
+        auto lows = _mm_castps_si128(_mm_shuffle_ps(first, second, _MM_SHUFFLE(2, 0, 2, 0)));
+        auto highs = _mm_castps_si128(_mm_shuffle_ps(first, second, _MM_SHUFFLE(3, 1, 3, 1)));
+        auto held = _mm_and_si128(_mm_cmpeq_epi32(_mm_and_si128(lows, low), low),
+            _mm_cmpeq_epi32(_mm_and_si128(highs, high), high));
+        auto bits = _mm_movemask_ps(_mm_castsi128_ps(held));
+        auto offsets = _mm_loadu_si128(reinterpret_cast<const __m128i*>(
+            heldOfFour.offsets[static_cast<unsigned>(bits)].data()));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(holding + count),
+            _mm_add_epi32(_mm_set1_epi32(static_cast<int>(item)), offsets));
+        count += heldOfFour.counts[static_cast<unsigned>(bits)];
+    }
+#endif
+    for (; item < end; ++item) {
+        holding[count] = item;
+        count += (lines[item].mask & mask) == mask;
+    }
+    return count;
+}
+
+std::uint32_t LineFilter::holdingLines(const std::uint32_t* items, std::uint32_t itemCount,
+    std::uint64_t mask, std::uint32_t* holding) const
+{
+    std::uint32_t count = 0;
+    for (std::uint32_t index = 0; index < itemCount; ++index) {
+        holding[count] = items[index];
+        count += (m_index.lines[items[index]].mask & mask) == mask;
+    }
+    return count;
+}
+
 void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
     std::uint32_t end, FuzzyMatcher::Band lowest) const
 {
@@ -851,12 +928,9 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
     std::uint32_t setAside[blockSize];
     for (auto blockBegin = begin; blockBegin < end; blockBegin += blockSize) {
         auto blockEnd = std::min(end, blockBegin + blockSize);
-        std::uint32_t holdingCount = 0;
-        for (auto index = blockBegin; index < blockEnd; ++index) {
-            auto item = items ? items[index] : index;
-            holding[holdingCount] = item;
-            holdingCount += (m_index.lines[item].mask & pattern.mask) == pattern.mask;
-        }
+        auto holdingCount = items
+            ? holdingLines(items + blockBegin, blockEnd - blockBegin, pattern.mask, holding)
+            : holdingLines(blockBegin, blockEnd, pattern.mask, holding);
         // Prepared, the lines that lack a class twice that the query has twice go too.
         if (auto repeated = worker.bounds.repeatedClasses; repeated && !m_traits.empty()) {
             std::uint32_t keptCount = 0;

@@ -188,6 +188,12 @@ private:
     // lines are: searches then neither fold them nor work out their word starts, query after
     // query.
     void foldLatinLines(unsigned threads);
+    // Writes the lines whose class masks hold `mask` to `holding`, in order, and returns how
+    // many: the lines from `begin` to `end`, or the items given.
+    std::uint32_t holdingLines(
+        std::uint32_t begin, std::uint32_t end, std::uint64_t mask, std::uint32_t* holding) const;
+    std::uint32_t holdingLines(const std::uint32_t* items, std::uint32_t itemCount,
+        std::uint64_t mask, std::uint32_t* holding) const;
     void searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
         std::uint32_t end, FuzzyMatcher::Band lowest) const;
     // One line whose class mask holds the query's: a first look down to `lowest`, or a wait

@@ -999,8 +999,22 @@ void LineFilter::searchLine(Worker& worker, std::uint32_t item, FuzzyMatcher::Ba
         deferPast(worker, item, lowest);
         return;
     }
+    // A short ASCII line is looked through for a query of three characters or more before a
+    // target is made of it: most lines that hold its letters do not hold them in order, and the
+    // bytes tell at less cost than the target's masks.
+    auto& line = m_index.lines[item];
+    bool lookedThrough = pattern.compact.size() >= 3
+        && static_cast<Storage>(line.storage) == Storage::ascii
+        && line.characterCount <= FuzzyMatcher::ShortAsciiTarget::maxCount;
+    if (lookedThrough) {
+        auto input = m_input.text();
+        FuzzyMatcher::AsciiTarget bytes(
+            input.data() + line.offset, line.characterCount, input.size() - line.offset);
+        if (!bytes.contains(pattern))
+            return;
+    }
     withTarget(pattern, item, [&](const auto& target) {
-        if (!FuzzyMatcher::contains(pattern, target))
+        if (!lookedThrough && !FuzzyMatcher::contains(pattern, target))
             return;
         worker.candidates.push_back(item);
         scoreInBands(worker, item, target, FuzzyMatcher::Band::exactOrPrefix, lowest);

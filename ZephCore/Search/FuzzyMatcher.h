@@ -387,8 +387,8 @@ inline constexpr double runsShare(std::uint32_t runs, std::size_t picked)
     return (runs * 0.12) / std::max(1.0, static_cast<double>(picked) - 1);
 }
 
-// Both shares worked out for walks of up to sixteen picks, the same to the last bit: dividing
-// for every walk would cost about what the walk does.
+// Both shares worked out for walks of up to sixteen picks, the same to the last bit: two
+// divisions a walk cost more than looking them up.
 struct ScatterShares {
     static constexpr std::size_t maxPicked = 16;
     double starts[maxPicked + 1][maxPicked + 1] {};

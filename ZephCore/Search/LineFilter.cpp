@@ -276,7 +276,7 @@ struct LineFilter::Bounds {
         for (std::size_t index = 0; index < compact.size(); ++index) {
             auto current = traitCharacterOf(compact[index]);
             scatterClasses |= current.classBit;
-            aboveQuarterAlways = aboveQuarterAlways || !current.classBit;
+            bareUnknown = bareUnknown || !current.classBit;
             if (index) {
                 auto before = traitCharacterOf(compact[index - 1]);
                 scatterPairs |= pairBit(before, current);
@@ -305,7 +305,7 @@ struct LineFilter::Bounds {
     std::uint64_t firstPair = 0;
     std::uint64_t scatterClasses = 0; // Of the compacted query's characters.
     std::uint64_t scatterPairs = 0; // Of each of them and the one after it.
-    bool aboveQuarterAlways = false; // When one of them has no class.
+    bool bareUnknown = false; // When one of them has no class: no line is known to walk bare.
     double anyFirst[countLimit];
     double anotherFirst[countLimit];
 };
@@ -834,7 +834,7 @@ inline bool LineFilter::mayReach(
     auto& query = worker.bounds;
     bool mayOccur = traits.mayHold(query.pairs);
     if (band == Band::scattered) {
-        return query.aboveQuarterAlways || (traits.wordStartClasses & query.scatterClasses)
+        return query.bareUnknown || (traits.wordStartClasses & query.scatterClasses)
             || (traits.pairs & query.scatterPairs) || mayOccur;
     }
     if (band == Band::acronymOrSubstring)
@@ -874,8 +874,8 @@ std::uint32_t LineFilter::holdingLines(
     auto item = begin;
 #if defined(__SSE2__)
     // Four lines at a time: the low halves of their masks in one register, the high halves in
-    // another; the held ones' numbers are written four at a time, the extra ones to be written
-    // over, since fewer than four have been held when four are looked at.
+    // another. Four numbers are written at a time, past the held ones too, to be written over:
+    // no more lines are held than have been looked at, so they stay within the lines given.
     static_assert(sizeof(Line) == 16 && offsetof(Line, mask) == 0);
     const auto low = _mm_set1_epi32(static_cast<int>(mask));
     const auto high = _mm_set1_epi32(static_cast<int>(mask >> 32));
@@ -986,10 +986,10 @@ void LineFilter::searchLine(Worker& worker, std::uint32_t item, FuzzyMatcher::Ba
         worker.candidates.push_back(item);
         return;
     }
-    // Its length and first character may keep a line out of the first look's bands: it waits
-    // for a later look, without a target made for nothing.
-    // So may its traits, from the scattered band's walks but bare ones, which come last. Other
-    // bands' looks set such lines aside by the block, since most of their lines go.
+    // Its length and first character may keep a line out of the first look's bands, and its
+    // traits out of every stage but a bare scattered walk, whose lines come last: it waits for a
+    // later look, without a target made for nothing. (A first look that stops at a better band
+    // sets lines aside a block at a time, since most of them go.)
     bool waits = lowest == Band::scattered
         ? !mayReach(worker, item, lowest)
         : lowest < Band::acronymOrSubstring && worker.floor < FuzzyMatcher::floorOf(lowest)

@@ -977,6 +977,19 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
     }
 }
 
+inline std::optional<bool> LineFilter::holdsInBytes(
+    const FuzzyMatcher::Pattern& pattern, std::uint32_t item) const
+{
+    auto& line = m_index.lines[item];
+    if (pattern.compact.size() < 3 || static_cast<Storage>(line.storage) != Storage::ascii
+        || line.characterCount > FuzzyMatcher::ShortAsciiTarget::maxCount)
+        return std::nullopt;
+    auto input = m_input.text();
+    return FuzzyMatcher::AsciiTarget(
+        input.data() + line.offset, line.characterCount, input.size() - line.offset)
+        .contains(pattern);
+}
+
 void LineFilter::searchLine(Worker& worker, std::uint32_t item, FuzzyMatcher::Band lowest) const
 {
     using FuzzyMatcher::Band;
@@ -999,22 +1012,11 @@ void LineFilter::searchLine(Worker& worker, std::uint32_t item, FuzzyMatcher::Ba
         deferPast(worker, item, lowest);
         return;
     }
-    // A short ASCII line is looked through for a query of three characters or more before a
-    // target is made of it: most lines that hold its letters do not hold them in order, and the
-    // bytes tell at less cost than the target's masks.
-    auto& line = m_index.lines[item];
-    bool lookedThrough = pattern.compact.size() >= 3
-        && static_cast<Storage>(line.storage) == Storage::ascii
-        && line.characterCount <= FuzzyMatcher::ShortAsciiTarget::maxCount;
-    if (lookedThrough) {
-        auto input = m_input.text();
-        FuzzyMatcher::AsciiTarget bytes(
-            input.data() + line.offset, line.characterCount, input.size() - line.offset);
-        if (!bytes.contains(pattern))
-            return;
-    }
+    auto holds = holdsInBytes(pattern, item);
+    if (holds == false)
+        return;
     withTarget(pattern, item, [&](const auto& target) {
-        if (!lookedThrough && !FuzzyMatcher::contains(pattern, target))
+        if (!holds && !FuzzyMatcher::contains(pattern, target))
             return;
         worker.candidates.push_back(item);
         scoreInBands(worker, item, target, FuzzyMatcher::Band::exactOrPrefix, lowest);
@@ -1092,10 +1094,12 @@ void LineFilter::scoreAtMostBare(Worker& worker) const
 // The band that a first look stops at: the best one whose matches, estimated from a sample spread
 // over the items, fill the answer. When none above the last does, the first look takes every
 // band, so that no line is made a target twice. A wrong guess costs time, never results.
-FuzzyMatcher::Band LineFilter::firstLowestBand(const FuzzyMatcher::Pattern& pattern,
-    const std::uint32_t* items, std::uint32_t itemCount, std::size_t limit) const
+FuzzyMatcher::Band LineFilter::firstLowestBand(const Worker& worker, const std::uint32_t* items,
+    std::uint32_t itemCount, std::size_t limit) const
 {
     using FuzzyMatcher::Band;
+    auto& pattern = worker.pattern;
+    auto repeated = worker.bounds.repeatedClasses;
     constexpr std::uint32_t sampleSize = 512;
     if (itemCount < 8 * sampleSize)
         return Band::acronymOrSubstring;
@@ -1106,6 +1110,14 @@ FuzzyMatcher::Band LineFilter::firstLowestBand(const FuzzyMatcher::Pattern& patt
         auto item = items ? items[index] : index;
         auto& line = m_index.lines[item];
         if ((line.mask & pattern.mask) != pattern.mask)
+            continue;
+        // Prepared, a line that lacks a class twice that the query has twice, or that could
+        // reach none of the sampled bands, is known to add nothing.
+        if (!m_traits.empty()
+            && ((m_traits[item].repeatedClasses & repeated) != repeated
+                || !mayReach(worker, item, Band::acronymOrSubstring)))
+            continue;
+        if (holdsInBytes(pattern, item) == false)
             continue;
         auto score = withTarget(pattern, item, [&](const auto& target) {
             return FuzzyMatcher::score(
@@ -1175,7 +1187,7 @@ std::vector<LineFilter::Hit> LineFilter::search(const QueryText& query, const Op
     // in one look.
     using FuzzyMatcher::Band;
     auto firstLowest = options.limit && *options.limit < itemCount
-        ? firstLowestBand(pattern, items, itemCount, *options.limit)
+        ? firstLowestBand(workers[0], items, itemCount, *options.limit)
         : Band::scattered;
     std::atomic<std::uint32_t> nextChunk { 0 };
     inParallel(workers, [&](Worker& worker) {

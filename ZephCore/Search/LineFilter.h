@@ -194,6 +194,12 @@ private:
         std::uint32_t begin, std::uint32_t end, std::uint64_t mask, std::uint32_t* holding) const;
     std::uint32_t holdingLines(const std::uint32_t* items, std::uint32_t itemCount,
         std::uint64_t mask, std::uint32_t* holding) const;
+    // Whether a short ASCII line holds a query of three characters or more, from its bytes;
+    // nothing for other lines and queries. Most lines that hold such a query's letters do not
+    // hold them in order, and the bytes tell at less cost than a target's masks; with two
+    // characters the order mostly holds, and the look costs more than it saves.
+    std::optional<bool> holdsInBytes(
+        const FuzzyMatcher::Pattern& pattern, std::uint32_t item) const;
     void searchRange(Worker& worker, const std::uint32_t* items, std::uint32_t begin,
         std::uint32_t end, FuzzyMatcher::Band lowest) const;
     // One line whose class mask holds the query's: a first look down to `lowest`, or a wait
@@ -211,8 +217,8 @@ private:
     void scoreDeferred(Worker& worker, FuzzyMatcher::Band band) const;
     // The lines put aside as able to score a bare scattered walk's score at best.
     void scoreAtMostBare(Worker& worker) const;
-    FuzzyMatcher::Band firstLowestBand(const FuzzyMatcher::Pattern& pattern,
-        const std::uint32_t* items, std::uint32_t itemCount, std::size_t limit) const;
+    FuzzyMatcher::Band firstLowestBand(const Worker& worker, const std::uint32_t* items,
+        std::uint32_t itemCount, std::size_t limit) const;
     void keep(Worker& worker, Hit hit) const;
     static double answerFloor(const std::vector<Worker>& workers, const Options& options);
 

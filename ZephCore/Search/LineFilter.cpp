@@ -937,7 +937,7 @@ void LineFilter::searchRange(Worker& worker, const std::uint32_t* items, std::ui
             for (std::uint32_t held = 0; held < holdingCount; ++held) {
                 auto item = holding[held];
                 holding[keptCount] = item;
-                keptCount += (m_traits[item].repeatedClasses & repeated) == repeated;
+                keptCount += m_traits[item].mayHoldTwice(repeated);
             }
             holdingCount = keptCount;
         }
@@ -1114,7 +1114,7 @@ FuzzyMatcher::Band LineFilter::firstLowestBand(const Worker& worker, const std::
         // Prepared, a line that lacks a class twice that the query has twice, or that could
         // reach none of the sampled bands, is known to add nothing.
         if (!m_traits.empty()
-            && ((m_traits[item].repeatedClasses & repeated) != repeated
+            && (!m_traits[item].mayHoldTwice(repeated)
                 || !mayReach(worker, item, Band::acronymOrSubstring)))
             continue;
         if (holdsInBytes(pattern, item) == false)
@@ -1198,27 +1198,29 @@ std::vector<LineFilter::Hit> LineFilter::search(const QueryText& query, const Op
             searchRange(worker, items, begin, std::min(itemCount, begin + chunkSize), firstLowest);
         }
     });
+    // Another look, at the lines that `waiting` put aside, when there are any and the answer's
+    // floor leaves room up to `ceiling` for them.
+    auto lookAgain = [&](std::vector<std::uint32_t> Worker::*waiting, double ceiling, auto look) {
+        auto floor = answerFloor(workers, options);
+        bool anyWaiting = std::any_of(workers.begin(), workers.end(),
+            [&](const Worker& worker) { return !(worker.*waiting).empty(); });
+        if (!anyWaiting || floor > ceiling)
+            return false;
+        inParallel(workers, [&](Worker& worker) {
+            worker.floor = std::max(worker.floor, floor);
+            look(worker);
+        });
+        return true;
+    };
     for (auto band = static_cast<int>(firstLowest) + 1;
          band < static_cast<int>(FuzzyMatcher::bandCount); ++band) {
-        auto floor = answerFloor(workers, options);
-        bool anyDeferred = std::any_of(workers.begin(), workers.end(),
-            [](const Worker& worker) { return !worker.nextDeferred.empty(); });
-        if (!anyDeferred || floor > FuzzyMatcher::ceilingOf(static_cast<Band>(band)))
+        auto next = static_cast<Band>(band);
+        if (!lookAgain(&Worker::nextDeferred, FuzzyMatcher::ceilingOf(next),
+                [&](Worker& worker) { scoreDeferred(worker, next); }))
             break;
-        inParallel(workers, [&](Worker& worker) {
-            worker.floor = std::max(worker.floor, floor);
-            scoreDeferred(worker, static_cast<Band>(band));
-        });
     }
-    auto floor = answerFloor(workers, options);
-    bool anyAtMostBare = std::any_of(workers.begin(), workers.end(),
-        [](const Worker& worker) { return !worker.atMostBare.empty(); });
-    if (anyAtMostBare && floor <= FuzzyMatcher::Detail::bareWalkCeiling) {
-        inParallel(workers, [&](Worker& worker) {
-            worker.floor = std::max(worker.floor, floor);
-            scoreAtMostBare(worker);
-        });
-    }
+    lookAgain(&Worker::atMostBare, FuzzyMatcher::Detail::bareWalkCeiling,
+        [&](Worker& worker) { scoreAtMostBare(worker); });
     auto hits = inOrderOfNumbers(workers);
     std::vector<std::uint32_t> candidates = std::move(workers[0].candidates);
     for (unsigned index = 1; index < threads; ++index)

@@ -145,6 +145,10 @@ private:
         std::uint64_t pairs = ~std::uint64_t { 0 };
         std::uint64_t wordStarts = 0;
         bool mayHold(std::uint64_t queryPairs) const { return (pairs & queryPairs) == queryPairs; }
+        bool mayHoldTwice(std::uint64_t classes) const
+        {
+            return (repeatedClasses & classes) == classes;
+        }
         bool mayStartWordsWith(std::uint64_t classes) const
         {
             return (wordStartClasses & classes) == classes;

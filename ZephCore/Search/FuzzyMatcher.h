@@ -288,30 +288,62 @@ struct ScatterWalk {
     }
 };
 
+// How walks find the compacted query's characters in a target, each by its place in the query:
+// through the target's own search for the character. A target that knows where each character
+// stands may hand walks picks of its own, with the same members.
+template <typename Target> class FindingPicks {
+public:
+    FindingPicks(const Pattern& pattern, const Target& target)
+        : m_compact(pattern.compact)
+        , m_target(target)
+    {
+    }
+    std::size_t size() const { return m_compact.size(); }
+    std::uint32_t count() const { return m_target.count(); }
+    // The first place from `from` on that holds the character at `index`, or count() or more.
+    std::uint32_t find(std::size_t index, std::uint32_t from) const
+    {
+        return m_target.find(m_compact[index], from);
+    }
+    // The same at word starts.
+    std::uint32_t findWordStart(std::size_t index, std::uint32_t from) const
+    {
+        return Detail::findWordStart(m_target, m_compact[index], from);
+    }
+    // Whether `position`, below the count, holds the character at `index`.
+    bool holds(std::size_t index, std::uint32_t position) const
+    {
+        return m_target.at(position) == m_compact[index];
+    }
+    bool isWordStart(std::uint32_t position) const { return m_target.isWordStart(position); }
+
+private:
+    const std::u32string& m_compact;
+    const Target& m_target;
+};
+
 // Picks the compacted query's characters left to right from the one at `index` on, after the
 // picks of `walk`, at `from` or later; with `preferWordStarts`, a run is continued first and a word
 // start is preferred to the first plain occurrence.
-template <typename Target>
-std::optional<ScatterWalk> continueWalk(const Pattern& pattern, const Target& target,
-    bool preferWordStarts, ScatterWalk walk, std::size_t index, std::uint32_t from,
-    std::vector<int>* indices)
+template <typename Picks>
+std::optional<ScatterWalk> continueWalk(const Picks& picks, bool preferWordStarts, ScatterWalk walk,
+    std::size_t index, std::uint32_t from, std::vector<int>* indices)
 {
-    auto count = target.count();
-    for (; index < pattern.compact.size(); ++index) {
-        auto character = pattern.compact[index];
+    auto count = picks.count();
+    for (; index < picks.size(); ++index) {
         auto pick = count;
-        if (preferWordStarts && index && from < count && target.at(from) == character) {
+        if (preferWordStarts && index && from < count && picks.holds(index, from)) {
             pick = from;
         } else {
             if (preferWordStarts)
-                pick = findWordStart(target, character, from);
+                pick = picks.findWordStart(index, from);
             if (pick == count) {
-                pick = target.find(character, from);
+                pick = picks.find(index, from);
                 if (pick >= count)
                     return std::nullopt;
             }
         }
-        walk.add(index, pick, target.isWordStart(pick));
+        walk.add(index, pick, picks.isWordStart(pick));
         from = pick + 1;
         if (indices)
             indices->push_back(static_cast<int>(pick));
@@ -326,7 +358,7 @@ std::optional<ScatterWalk> walkSubsequence(
 {
     if (indices)
         indices->clear();
-    return continueWalk(pattern, target, preferWordStarts, {}, 0, 0, indices);
+    return continueWalk(FindingPicks(pattern, target), preferWordStarts, {}, 0, 0, indices);
 }
 
 struct ScatterWalks {
@@ -337,28 +369,25 @@ struct ScatterWalks {
 // Both walks, sharing their picks for as long as they agree: while the plain walk's pick continues
 // a run or starts a word, the preferring walk takes it too, and it takes another only when a word
 // start after it holds the character.
-template <typename Target>
-ScatterWalks walkBothByFinding(const Pattern& pattern, const Target& target)
+template <typename Picks> ScatterWalks walkBothWith(const Picks& picks)
 {
-    auto count = target.count();
+    auto count = picks.count();
     ScatterWalk walk;
     std::uint32_t from = 0;
-    for (std::size_t index = 0; index < pattern.compact.size(); ++index) {
-        auto character = pattern.compact[index];
-        auto pick = target.find(character, from);
+    for (std::size_t index = 0; index < picks.size(); ++index) {
+        auto pick = picks.find(index, from);
         if (pick >= count)
             return {};
-        bool isWordStart = target.isWordStart(pick);
+        bool isWordStart = picks.isWordStart(pick);
         if (!isWordStart && !(index && pick == from)) {
-            auto start = findWordStart(target, character, pick + 1);
+            auto start = picks.findWordStart(index, pick + 1);
             if (start < count) {
                 auto plain = walk;
                 plain.add(index, pick, false);
                 auto preferring = walk;
                 preferring.add(index, start, true);
-                return { continueWalk(pattern, target, false, plain, index + 1, pick + 1, nullptr),
-                    continueWalk(
-                        pattern, target, true, preferring, index + 1, start + 1, nullptr) };
+                return { continueWalk(picks, false, plain, index + 1, pick + 1, nullptr),
+                    continueWalk(picks, true, preferring, index + 1, start + 1, nullptr) };
             }
         }
         walk.add(index, pick, isWordStart);
@@ -367,13 +396,13 @@ ScatterWalks walkBothByFinding(const Pattern& pattern, const Target& target)
     return { walk, walk };
 }
 
-// The same, from the target when it knows better.
+// The same for a target, with its own picks when it has them.
 template <typename Target> ScatterWalks walkBoth(const Pattern& pattern, const Target& target)
 {
     if constexpr (requires { target.walkBoth(pattern); })
         return target.walkBoth(pattern);
     else
-        return walkBothByFinding(pattern, target);
+        return walkBothWith(FindingPicks(pattern, target));
 }
 
 // The shares of a walk's score that its picks at word starts and in runs earn, by how many picks
@@ -839,56 +868,35 @@ public:
     // has a slot: each pick is a bit found, not a character looked up and then found.
     Detail::ScatterWalks walkBoth(const Pattern& pattern) const
     {
-        auto& slots = pattern.compactSlots;
-        if (slots.empty())
-            return Detail::walkBothByFinding(pattern, *this);
-        auto starts = wordStarts();
-        auto next = [&](std::uint64_t bits, std::uint32_t from) {
-            return from < m_count ? firstFrom(bits, from) : m_count;
-        };
-        // The walk from the character at `index` (not the first) on, picking at `from` or later.
-        auto finish = [&](bool preferWordStarts, Detail::ScatterWalk walk, std::size_t index,
-                          std::uint32_t from) -> std::optional<Detail::ScatterWalk> {
-            for (; index < slots.size(); ++index) {
-                auto bits = m_masks[slots[index]];
-                auto pick = m_count;
-                if (preferWordStarts)
-                    pick = from < m_count && (bits >> from) & 1 ? from : next(bits & starts, from);
-                if (pick == m_count)
-                    pick = next(bits, from);
-                if (pick == m_count)
-                    return std::nullopt;
-                walk.add(index, pick, (starts >> pick) & 1);
-                from = pick + 1;
-            }
-            return walk;
-        };
-        Detail::ScatterWalk walk;
-        std::uint32_t from = 0;
-        for (std::size_t index = 0; index < slots.size(); ++index) {
-            auto bits = m_masks[slots[index]];
-            auto pick = next(bits, from);
-            if (pick == m_count)
-                return Detail::ScatterWalks {};
-            bool isWordStart = (starts >> pick) & 1;
-            if (!isWordStart && !(index && pick == from)) {
-                auto start = next(bits & starts, pick + 1);
-                if (start < m_count) {
-                    auto plain = walk;
-                    plain.add(index, pick, false);
-                    auto preferring = walk;
-                    preferring.add(index, start, true);
-                    return Detail::ScatterWalks { finish(false, plain, index + 1, pick + 1),
-                        finish(true, preferring, index + 1, start + 1) };
-                }
-            }
-            walk.add(index, pick, isWordStart);
-            from = pick + 1;
-        }
-        return Detail::ScatterWalks { walk, walk };
+        if (pattern.compactSlots.empty())
+            return Detail::walkBothWith(Detail::FindingPicks(pattern, *this));
+        return Detail::walkBothWith(MaskPicks { *this, pattern.compactSlots, wordStarts() });
     }
 
 private:
+    // Detail::FindingPicks' members, from the masks of the compacted query's slots.
+    struct MaskPicks {
+        const ShortAsciiTarget& target;
+        const std::basic_string<std::uint8_t>& slots;
+        std::uint64_t starts;
+
+        std::size_t size() const { return slots.size(); }
+        std::uint32_t count() const { return target.m_count; }
+        std::uint32_t find(std::size_t index, std::uint32_t from) const
+        {
+            return from < count() ? target.firstFrom(bits(index), from) : count();
+        }
+        std::uint32_t findWordStart(std::size_t index, std::uint32_t from) const
+        {
+            return from < count() ? target.firstFrom(bits(index) & starts, from) : count();
+        }
+        bool holds(std::size_t index, std::uint32_t position) const
+        {
+            return (bits(index) >> position) & 1;
+        }
+        bool isWordStart(std::uint32_t position) const { return (starts >> position) & 1; }
+        std::uint64_t bits(std::size_t index) const { return target.m_masks[slots[index]]; }
+    };
     std::uint64_t inTarget() const
     {
         return m_count < maxCount ? (std::uint64_t { 1 } << m_count) - 1 : ~std::uint64_t { 0 };
